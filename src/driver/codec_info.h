@@ -1,0 +1,12 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+namespace trvx {
+
+// ICM_GETINFO: fills the host's ICINFO with the codec's names and capabilities.
+int32_t GetCodecInfo(void* info, LPARAM infoSize);
+
+}  // namespace trvx

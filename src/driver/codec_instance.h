@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+
+#include "decoder/decoder_session.h"
+#include "driver/formats.h"
+#include "encoder/encoder_session.h"
+#include "platform/aligned_buffer.h"
+#include "settings/settings_record.h"
+
+namespace trvx {
+
+constexpr uint32_t kIcCompressRecordSize = 48;
+constexpr uint32_t kIcDecompressRecordSize = 24;
+
+// One open codec: what a driver identifier points to. Handlers take the host's
+// arguments as they come; pointers from the host may be bad, so the driver runs the
+// handlers that follow them under the fault guard.
+class CodecInstance {
+ public:
+  explicit CodecInstance(const SettingsRecord& processSettings) noexcept;
+  virtual ~CodecInstance() = default;
+  CodecInstance(const CodecInstance&) = delete;
+  CodecInstance& operator=(const CodecInstance&) = delete;
+
+  // State blob: the instance's settings record.
+  int32_t GetState(void* buffer, uint32_t bufferSize) const;
+  int32_t SetState(const void* state, int32_t declaredSize, const SettingsRecord& processSettings);
+
+  int32_t GetQuality(uint32_t* quality) const;
+  int32_t SetQuality(uint32_t quality) { return encoder_.SetQuality(quality); }
+
+  int32_t CompressBegin(const FormatPolicy& policy, const BitmapHeader* input, const BitmapHeader* output);
+  int32_t Compress(uint32_t recordSize);
+  int32_t CompressEnd();
+  int32_t DecompressBegin(const FormatPolicy& policy, const BitmapHeader* input, const BitmapHeader* output);
+  int32_t Decompress(uint32_t recordSize);
+  int32_t DecompressEnd();
+
+  FormatPolicy Policy(HostDefectiveQuery isHostDefective) const { return {settings_, isHostDefective}; }
+  SettingsRecord& Settings() { return settings_; }
+  const EncoderSession& Encoder() const { return encoder_; }
+
+ private:
+  DecoderSession decoder_;
+  EncoderSession encoder_;
+  SettingsRecord settings_;
+  AlignedBuffer decompressScratch_;
+  AlignedBuffer compressScratch_;
+};
+
+}  // namespace trvx

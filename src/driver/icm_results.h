@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdint>
+
+namespace trvx {
+
+// Result codes of the installable-compressor messages, as the host sees them.
+enum IcmResult : int32_t {
+  kIcmOk = 0,
+  kIcmUnsupported = -1,
+  kIcmBadFormat = -2,
+  kIcmBadParam = -6,
+  kIcmBadSize = -7,
+  kIcmError = -100,
+};
+
+}  // namespace trvx

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <windows.h>
+
+namespace trvx {
+
+// The DLL's own module: dialog templates, strings and the version resource live in it.
+HINSTANCE CodecModule();
+
+}  // namespace trvx

@@ -1,0 +1,151 @@
+// DriverProc called directly, as the Video Compression Manager would, to pin down which
+// messages need an instance and which code each refusal carries.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "support/codec_library.h"
+
+namespace trvx::test {
+namespace {
+
+constexpr DWORD_PTR kNoInstance = 0xFFFFFFFF;
+constexpr LRESULT kError = ICERR_ERROR;
+constexpr LRESULT kUnsupported = ICERR_UNSUPPORTED;
+
+TEST(DriverRouting, DriverMessagesAnswerWithoutAnInstance) {
+  CodecLibrary codec;
+  for (UINT message : {DRV_LOAD, DRV_ENABLE, DRV_DISABLE, DRV_FREE, DRV_QUERYCONFIGURE, DRV_INSTALL, DRV_REMOVE}) {
+    EXPECT_EQ(codec.Send(0, message), 1) << message;
+  }
+  // An open without ICOPEN record (the driver panel) yields the all-ones identifier.
+  const LRESULT panelId = codec.Send(0, DRV_OPEN, 0, 0);
+  EXPECT_EQ(static_cast<DWORD>(panelId), 0xFFFFFFFFu);
+  EXPECT_EQ(codec.Send(kNoInstance, DRV_CLOSE), 1);
+  EXPECT_EQ(codec.Send(0, DRV_CLOSE), 1);
+  EXPECT_EQ(codec.Send(kNoInstance, DRV_CONFIGURE, 0, 0), 0) << "no parent window: no dialog";
+
+  // Below DRV_USER everything else belongs to the system's default driver procedure.
+  for (UINT message : {0x000Bu, 0x0800u, 0x3FFFu}) {
+    EXPECT_EQ(codec.Send(0, message, 1, 2), DefDriverProc(0, nullptr, message, 1, 2)) << message;
+  }
+}
+
+TEST(DriverRouting, CodecMessagesWithoutInstanceAreErrorsAndUnlistedOnesUnsupported) {
+  CodecLibrary codec;
+  const DWORD_PTR instance = codec.Open();
+  ASSERT_NE(instance, 0u);
+
+  const UINT handled[] = {ICM_COMPRESS_GET_FORMAT, ICM_COMPRESS_GET_SIZE, ICM_COMPRESS_QUERY, ICM_COMPRESS_BEGIN,
+                          ICM_COMPRESS, ICM_COMPRESS_END, ICM_DECOMPRESS_GET_FORMAT, ICM_DECOMPRESS_QUERY,
+                          ICM_DECOMPRESS_BEGIN, ICM_DECOMPRESS, ICM_DECOMPRESS_END, ICM_GETSTATE, ICM_SETSTATE,
+                          ICM_GETINFO, ICM_GETDEFAULTQUALITY, ICM_GETQUALITY, ICM_SETQUALITY};
+  for (DWORD_PTR id : {DWORD_PTR{0}, kNoInstance}) {
+    for (UINT message : handled) EXPECT_EQ(codec.Send(id, message), kError) << std::hex << message;
+  }
+
+  const UINT refusedDraw[] = {ICM_DRAW_BEGIN, ICM_DRAW_START, ICM_DRAW_STOP, ICM_DRAW_END, ICM_DRAW_QUERY,
+                              ICM_DRAW_GETTIME, ICM_DRAW, ICM_DRAW_SETTIME, ICM_DRAW_FLUSH, ICM_GETBUFFERSWANTED};
+  const UINT unlisted[] = {DRV_USER, ICM_DRAW_GET_PALETTE, ICM_DRAW_UPDATE, ICM_DRAW_BITS, ICM_DRAW_WINDOW,
+                           ICM_DRAW_REALIZE, ICM_DECOMPRESS_SET_PALETTE, ICM_DECOMPRESS_GET_PALETTE, 0x402A,
+                           0x4FFF, ICM_GETERRORTEXT, ICM_GETFORMATNAME, ICM_ENUMFORMATS, 0x501D, 0x5021, 0x7FFF};
+  for (DWORD_PTR id : {DWORD_PTR{0}, kNoInstance, instance}) {
+    for (UINT message : refusedDraw) EXPECT_EQ(codec.Send(id, message), kError) << std::hex << message;
+    for (UINT message : unlisted) EXPECT_EQ(codec.Send(id, message), kUnsupported) << std::hex << message;
+    // Asking whether a dialog exists needs no instance.
+    EXPECT_EQ(codec.Send(id, ICM_CONFIGURE, -1), ICERR_OK);
+    EXPECT_EQ(codec.Send(id, ICM_ABOUT, -1), ICERR_OK);
+  }
+  EXPECT_EQ(codec.Send(0, ICM_CONFIGURE, 0), kError);
+  EXPECT_EQ(codec.Send(kNoInstance, ICM_ABOUT, 0), kError);
+
+  EXPECT_EQ(codec.Send(instance, DRV_CLOSE), 1);
+}
+
+TEST(DriverRouting, InfoReportsNamesAndTheRecordSizeItWasGiven) {
+  CodecLibrary codec;
+  const DWORD_PTR instance = codec.Open();
+
+  EXPECT_EQ(codec.Send(instance, ICM_GETINFO, 0, sizeof(ICINFO)), 4);
+  ICINFO info;
+  std::memset(&info, 0xAB, sizeof info);
+  EXPECT_EQ(codec.Send(instance, ICM_GETINFO, reinterpret_cast<LPARAM>(&info), 3), ICERR_BADSIZE);
+  EXPECT_EQ(info.dwSize, 0xABABABABu) << "nothing written for a refused size";
+
+  EXPECT_EQ(codec.Send(instance, ICM_GETINFO, reinterpret_cast<LPARAM>(&info), 4), 568);
+  EXPECT_EQ(info.dwSize, 4u);
+  EXPECT_EQ(info.fccType, ICTYPE_VIDEO);
+  EXPECT_EQ(info.fccHandler, FourCc("TRVX"));
+  EXPECT_EQ(info.dwFlags, static_cast<DWORD>(VIDCF_QUALITY));
+  EXPECT_EQ(info.dwVersion, 2002u);
+  EXPECT_EQ(info.dwVersionICM, static_cast<DWORD>(ICVERSION));
+  EXPECT_STREQ(info.szDescription, L"Korvantelix M-JPEG");
+  EXPECT_STREQ(info.szName, L"TRVX (MJPG)");
+  for (WCHAR c : info.szDriver) ASSERT_EQ(c, 0);
+
+  codec.Send(instance, DRV_CLOSE);
+}
+
+TEST(DriverRouting, StateBlobIsTheSettingsRecordGuardedByItsTag) {
+  CodecLibrary codec;
+  const DWORD_PTR instance = codec.Open();
+  constexpr LPARAM kStateSize = 8264;
+
+  EXPECT_EQ(codec.Send(instance, ICM_GETSTATE, 0, 0), kStateSize);
+  static uint8_t state[kStateSize];
+  EXPECT_EQ(codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(state), kStateSize - 1), ICERR_BADSIZE);
+  ASSERT_EQ(codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(state), kStateSize), ICERR_OK);
+  EXPECT_EQ(std::memcmp(state, "TRVX", 4), 0);
+  const uint8_t* fourCcs = state + 8;
+  EXPECT_EQ(std::memcmp(fourCcs, "TRVXMJPG\0\0\0\0", 12), 0);
+
+  // A foreign tag changes nothing.
+  static uint8_t changed[kStateSize];
+  std::memcpy(changed, state, kStateSize);
+  changed[4] = 1;                          // change fields order on
+  std::memcpy(changed + 16, "AVRN", 4);    // third FourCC
+  std::memcpy(changed, "MJPG", 4);
+  EXPECT_EQ(codec.Send(instance, ICM_SETSTATE, reinterpret_cast<LPARAM>(changed), kStateSize), ICERR_ERROR);
+
+  // The right tag copies the whole record whatever size was declared, and echoes the size.
+  std::memcpy(changed, "TRVX", 4);
+  EXPECT_EQ(codec.Send(instance, ICM_SETSTATE, reinterpret_cast<LPARAM>(changed), 12), 12);
+  static uint8_t readBack[kStateSize];
+  codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(readBack), kStateSize);
+  EXPECT_EQ(std::memcmp(readBack, changed, kStateSize), 0);
+
+  // No state at all: back to the settings the library started with.
+  EXPECT_EQ(codec.Send(instance, ICM_SETSTATE, 0, 0), ICERR_OK);
+  codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(readBack), kStateSize);
+  EXPECT_EQ(std::memcmp(readBack, state, kStateSize), 0);
+
+  codec.Send(instance, DRV_CLOSE);
+}
+
+TEST(DriverRouting, QualityIsReadThroughPointersAndStartsUnset) {
+  CodecLibrary codec;
+  const DWORD_PTR instance = codec.Open();
+  auto pointer = [](DWORD& value) { return reinterpret_cast<LPARAM>(&value); };
+
+  DWORD quality = 0;
+  EXPECT_EQ(codec.Send(instance, ICM_GETDEFAULTQUALITY, pointer(quality)), ICERR_OK);
+  EXPECT_EQ(quality, 7000u);
+  EXPECT_EQ(codec.Send(instance, ICM_GETQUALITY, pointer(quality)), ICERR_UNSUPPORTED);
+  EXPECT_EQ(quality, 10001u) << "no quality set yet";
+
+  DWORD request = 10001;
+  EXPECT_EQ(codec.Send(instance, ICM_SETQUALITY, pointer(request)), ICERR_UNSUPPORTED);
+  request = 0;
+  EXPECT_EQ(codec.Send(instance, ICM_SETQUALITY, pointer(request)), ICERR_OK);
+  EXPECT_EQ(codec.Send(instance, ICM_GETQUALITY, pointer(quality)), ICERR_OK);
+  EXPECT_EQ(quality, 400u);
+  request = 10000;
+  EXPECT_EQ(codec.Send(instance, ICM_SETQUALITY, pointer(request)), ICERR_OK);
+  EXPECT_EQ(codec.Send(instance, ICM_GETQUALITY, pointer(quality)), ICERR_OK);
+  EXPECT_EQ(quality, 10000u);
+
+  codec.Send(instance, DRV_CLOSE);
+}
+
+}  // namespace
+}  // namespace trvx::test

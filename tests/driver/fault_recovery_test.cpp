@@ -1,0 +1,107 @@
+// Hostile hosts: bad pointers inside handlers come back as errors and leave the codec,
+// the host process and later calls unharmed.
+#include <gtest/gtest.h>
+
+#include "support/codec_library.h"
+
+namespace trvx::test {
+namespace {
+
+// An address no process has mapped: reads and writes through it fault.
+const LPARAM kBadPointer = static_cast<LPARAM>(0x00000010);
+const LPARAM kWildPointer = static_cast<LPARAM>(0xDEAD0000);
+
+BITMAPINFOHEADER Rgb24(LONG width, LONG height) {
+  BITMAPINFOHEADER header = {};
+  header.biSize = sizeof header;
+  header.biWidth = width;
+  header.biHeight = height;
+  header.biPlanes = 1;
+  header.biBitCount = 24;
+  return header;
+}
+
+TEST(FaultRecovery, BadHostPointersGiveErrorsAndTheNextCallWorks) {
+  ASSERT_TRUE(InstallCodec());
+  HIC codec = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_QUERY);
+  ASSERT_NE(codec, nullptr);
+  const BITMAPINFOHEADER input = Rgb24(320, 240);
+  BITMAPINFOHEADER compressed = Rgb24(320, 240);
+  compressed.biCompression = FourCc("TRVX");
+  const auto send = [&](UINT message, LPARAM lParam1, LPARAM lParam2) {
+    return ICSendMessage(codec, message, lParam1, lParam2);
+  };
+  const auto at = [](const BITMAPINFOHEADER& header) { return reinterpret_cast<LPARAM>(&header); };
+
+  for (LPARAM bad : {kBadPointer, kWildPointer}) {
+    EXPECT_EQ(send(ICM_COMPRESS_QUERY, bad, 0), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_COMPRESS_QUERY, at(input), bad), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_COMPRESS_QUERY, at(input), 0), ICERR_OK) << "the next call works";
+    EXPECT_EQ(send(ICM_DECOMPRESS_QUERY, bad, 0), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_DECOMPRESS_QUERY, at(compressed), bad), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_DECOMPRESS_QUERY, at(compressed), at(input)), ICERR_OK);
+
+    EXPECT_EQ(send(ICM_COMPRESS_GET_FORMAT, at(input), bad), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_COMPRESS_GET_SIZE, bad, 0), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_DECOMPRESS_GET_FORMAT, at(compressed), bad), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_GETSTATE, bad, 8264), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_SETSTATE, bad, 8264), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_GETQUALITY, bad, 0), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_SETQUALITY, bad, 0), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_GETDEFAULTQUALITY, bad, 0), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_GETINFO, bad, sizeof(ICINFO)), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_COMPRESS_BEGIN, bad, at(input)), ICERR_ERROR);
+    EXPECT_EQ(send(ICM_DECOMPRESS_BEGIN, bad, at(input)), ICERR_ERROR);
+  }
+  // A missing input is read before it is tested: the guard answers.
+  EXPECT_EQ(send(ICM_DECOMPRESS_QUERY, 0, 0), ICERR_ERROR);
+  EXPECT_EQ(send(ICM_DECOMPRESS_GET_FORMAT, 0, at(input)), ICERR_ERROR);
+  EXPECT_EQ(send(ICM_COMPRESS_QUERY, 0, 0), ICERR_BADFORMAT);
+
+  DWORD quality = 0;
+  EXPECT_EQ(ICGetDefaultQuality(codec), 7000);
+  EXPECT_EQ(send(ICM_GETQUALITY, reinterpret_cast<LPARAM>(&quality), 0), ICERR_UNSUPPORTED);
+  EXPECT_EQ(ICClose(codec), ICERR_OK);
+}
+
+TEST(FaultRecovery, LibrarySurvivesRepeatedOpenFaultCloseCycles) {
+  ASSERT_TRUE(InstallCodec());
+  const BITMAPINFOHEADER input = Rgb24(320, 240);
+  // The last close unloads the driver each time, so each cycle attaches and detaches.
+  for (int cycle = 0; cycle < 20; ++cycle) {
+    HIC codec = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_QUERY);
+    ASSERT_NE(codec, nullptr) << cycle;
+    EXPECT_EQ(ICSendMessage(codec, ICM_COMPRESS_QUERY, kWildPointer, 0), ICERR_ERROR) << cycle;
+    EXPECT_EQ(ICCompressQuery(codec, &input, nullptr), ICERR_OK) << cycle;
+    ASSERT_EQ(ICClose(codec), ICERR_OK) << cycle;
+  }
+}
+
+TEST(FaultRecovery, SessionMessagesRefuseWhatTheyCannotUse) {
+  CodecLibrary codec;
+  const DWORD_PTR instance = codec.Open();
+  BITMAPINFOHEADER input = Rgb24(320, 240);
+  input.biSizeImage = 320 * 240 * 3;
+  BITMAPINFOHEADER compressed = Rgb24(320, 240);
+  compressed.biCompression = FourCc("TRVX");
+  BITMAPINFOHEADER odd = Rgb24(320, 232);
+  const auto at = [](const BITMAPINFOHEADER& header) { return reinterpret_cast<LPARAM>(&header); };
+
+  EXPECT_EQ(codec.Send(instance, ICM_COMPRESS_BEGIN, at(input), 0), ICERR_ERROR) << "no output format";
+  EXPECT_EQ(codec.Send(instance, ICM_COMPRESS_BEGIN, at(odd), at(compressed)), ICERR_BADFORMAT);
+  EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, at(compressed), 0), ICERR_ERROR) << "no output format";
+  EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, at(compressed), at(odd)), ICERR_ERROR)
+      << "a refused format is an error at BEGIN";
+
+  ICCOMPRESS compress = {};
+  EXPECT_EQ(codec.Send(instance, ICM_COMPRESS, reinterpret_cast<LPARAM>(&compress), 44), ICERR_ERROR);
+  ICDECOMPRESS decompress = {};
+  EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS, reinterpret_cast<LPARAM>(&decompress), 20), ICERR_BADPARAM);
+  EXPECT_EQ(codec.Send(instance, ICM_COMPRESS_END), ICERR_OK);
+  EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_END), ICERR_OK);
+  EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_END), ICERR_OK) << "ending twice is harmless";
+  codec.Send(instance, DRV_CLOSE);
+}
+
+}  // namespace
+}  // namespace trvx::test

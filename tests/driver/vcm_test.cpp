@@ -1,0 +1,63 @@
+// The codec as hosts meet it: installed in the registry and opened by the real
+// Video Compression Manager.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "support/codec_library.h"
+
+namespace trvx::test {
+namespace {
+
+TEST(VideoCompressionManager, InstalledCodecOpensAndDescribesItself) {
+  ASSERT_TRUE(InstallCodec());
+  HIC codec = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_COMPRESS);
+  ASSERT_NE(codec, nullptr);
+
+  ICINFO info = {};
+  EXPECT_EQ(ICGetInfo(codec, &info, sizeof info), 568);
+  EXPECT_STREQ(info.szDescription, L"Korvantelix M-JPEG");
+  EXPECT_STREQ(info.szName, L"TRVX (MJPG)");
+  EXPECT_EQ(info.fccHandler, FourCc("TRVX"));
+  EXPECT_EQ(info.dwFlags, static_cast<DWORD>(VIDCF_QUALITY));
+
+  // A lower-case handler finds the same driver.
+  HIC lowerCase = ICOpen(mmioFOURCC('v', 'i', 'd', 'c'), FourCc("trvx"), ICMODE_DECOMPRESS);
+  EXPECT_NE(lowerCase, nullptr);
+  if (lowerCase != nullptr) ICClose(lowerCase);
+
+  EXPECT_EQ(ICClose(codec), ICERR_OK);
+}
+
+TEST(VideoCompressionManager, StateRoundTripsBetweenInstances) {
+  ASSERT_TRUE(InstallCodec());
+  HIC first = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_COMPRESS);
+  HIC second = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_DECOMPRESS);
+  ASSERT_NE(first, nullptr);
+  ASSERT_NE(second, nullptr);
+
+  const LRESULT size = ICGetStateSize(first);
+  ASSERT_EQ(size, 8264);
+  static uint8_t state[8264];
+  static uint8_t untouched[8264];
+  ASSERT_EQ(ICGetState(first, state, size), ICERR_OK);
+  std::memcpy(untouched, state, size);
+
+  state[4] = 1;                          // change fields order
+  std::memcpy(state + 16, "AVRN", 4);    // a third FourCC
+  std::strcpy(reinterpret_cast<char*>(state + 8 + 64 + 2 * 512), "editor.exe");
+  EXPECT_EQ(ICSetState(first, state, size), size);
+
+  static uint8_t readBack[8264];
+  ASSERT_EQ(ICGetState(first, readBack, size), ICERR_OK);
+  EXPECT_EQ(std::memcmp(readBack, state, size), 0);
+  // Each instance keeps its own copy.
+  ASSERT_EQ(ICGetState(second, readBack, size), ICERR_OK);
+  EXPECT_EQ(std::memcmp(readBack, untouched, size), 0);
+
+  EXPECT_EQ(ICClose(first), ICERR_OK);
+  EXPECT_EQ(ICClose(second), ICERR_OK);
+}
+
+}  // namespace
+}  // namespace trvx::test

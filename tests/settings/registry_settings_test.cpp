@@ -1,0 +1,191 @@
+// Settings and the defective-application list against the real (Wine) registry: what
+// a library attach reads, repairs and writes.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "settings/defective_apps.h"
+#include "settings/registry_key.h"
+#include "settings/settings_store.h"
+#include "support/codec_library.h"
+
+namespace trvx::test {
+namespace {
+
+constexpr char kCodecKey[] = "Software\\Korvantelix\\MJPG codec";
+constexpr char kApplicationKey[] = "Software\\Pellacorte\\Onderwane\\Codec";
+constexpr char kDefectiveKey[] = "SoftWare\\Korvantelix\\Common codec's settings\\YUV defective application";
+
+RegistryKey Writable(const char* path) {
+  RegistryKey key;
+  EXPECT_TRUE(key.OpenOrCreate(HKEY_CLASSES_ROOT, path, KEY_READ | KEY_WRITE)) << path;
+  return key;
+}
+
+uint32_t ReadDword(const char* path, const char* name) {
+  RegistryKey key;
+  uint32_t value = 0xDEADBEEF;
+  if (key.Open(HKEY_CLASSES_ROOT, path, KEY_READ)) key.ReadDword(name, &value);
+  return value;
+}
+
+bool HasValue(const char* path, const char* name) {
+  RegistryKey key;
+  return key.Open(HKEY_CLASSES_ROOT, path, KEY_READ) &&
+         RegQueryValueExA(key.Handle(), name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+}
+
+void StoreCompleteSettings(uint32_t changeFieldsOrder, std::initializer_list<uint32_t> fourCcs) {
+  RegistryKey codec = Writable(kCodecKey);
+  codec.WriteDword("ChangeFieldsOrder", changeFieldsOrder);
+  codec.WriteDword("MJPGNameCount", static_cast<uint32_t>(fourCcs.size()));
+  unsigned number = 0;
+  for (uint32_t fourCc : fourCcs) {
+    char name[32];
+    std::snprintf(name, sizeof name, "MJPGName%u", ++number);
+    codec.WriteDword(name, fourCc);
+  }
+  RegistryKey applications = Writable(kApplicationKey);
+  applications.WriteDword("AppCount", 1);
+  applications.WriteString("App1", "editor.exe");
+}
+
+// The instance's state is the settings the library loaded at attach.
+SettingsRecord StateOfNewInstance() {
+  CodecLibrary codec;
+  const DWORD_PTR instance = codec.Open();
+  SettingsRecord state;
+  EXPECT_EQ(codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(&state), sizeof state), ICERR_OK);
+  codec.Send(instance, DRV_CLOSE);
+  return state;
+}
+
+bool SameRecord(const SettingsRecord& a, const SettingsRecord& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+class RegistrySettings : public testing::Test {
+ protected:
+  void SetUp() override { DeleteCodecRegistryKeys(); }
+  void TearDown() override { DeleteCodecRegistryKeys(); }
+};
+
+TEST_F(RegistrySettings, FirstAttachWritesDefaultsOfAllThreeKeys) {
+  { CodecLibrary codec; }
+  EXPECT_EQ(ReadDword(kCodecKey, "ChangeFieldsOrder"), 0u);
+  EXPECT_EQ(ReadDword(kCodecKey, "MJPGNameCount"), 2u);
+  EXPECT_EQ(ReadDword(kCodecKey, "MJPGName1"), FourCc("TRVX"));
+  EXPECT_EQ(ReadDword(kCodecKey, "MJPGName2"), FourCc("MJPG"));
+  EXPECT_EQ(ReadDword(kApplicationKey, "AppCount"), 2u);
+  EXPECT_EQ(ReadDword(kDefectiveKey, "Correct state"), 1u);
+
+  SettingsRecord loaded;
+  ASSERT_TRUE(LoadSettings(loaded));
+  EXPECT_TRUE(SameRecord(loaded, DefaultSettings()));
+  ASSERT_TRUE(LoadDefectiveApps());
+  EXPECT_STREQ(DefectiveApps().entries[0], "WMPLAYER.EXE");
+  EXPECT_STREQ(DefectiveApps().entries[1], "");
+}
+
+TEST_F(RegistrySettings, StoredSettingsLoadUpperCasedAndCutToSixteen) {
+  StoreCompleteSettings(1, {FourCc("mjpg"), FourCc("avRn")});
+  SettingsRecord state = StateOfNewInstance();
+  EXPECT_EQ(state.changeFieldsOrder, 1u);
+  EXPECT_EQ(state.fourCcs[0], FourCc("MJPG"));
+  EXPECT_EQ(state.fourCcs[1], FourCc("AVRN"));
+  EXPECT_EQ(state.fourCcs[2], 0u);
+  EXPECT_STREQ(state.applications[0], "editor.exe");
+
+  // A count of 40 with forty values stored loads the first sixteen.
+  {
+    RegistryKey codec = Writable(kCodecKey);
+    codec.WriteDword("MJPGNameCount", 40);
+    for (unsigned i = 1; i <= 40; ++i) {
+      char name[32];
+      char fourCc[5];
+      std::snprintf(name, sizeof name, "MJPGName%u", i);
+      std::snprintf(fourCc, sizeof fourCc, "F%03u", i);
+      codec.WriteDword(name, FourCc(reinterpret_cast<const char(&)[5]>(fourCc)));
+    }
+  }
+  state = StateOfNewInstance();
+  EXPECT_EQ(state.fourCcs[0], FourCc("F001"));
+  EXPECT_EQ(state.fourCcs[15], FourCc("F016"));
+  EXPECT_EQ(ReadDword(kCodecKey, "MJPGNameCount"), 40u) << "a good load writes nothing back";
+}
+
+TEST_F(RegistrySettings, AnyFlawResetsBothKeysToDefaults) {
+  const auto expectDefaultsAfterAttach = [](const char* flaw) {
+    EXPECT_TRUE(SameRecord(StateOfNewInstance(), DefaultSettings())) << flaw;
+    EXPECT_FALSE(HasValue(kCodecKey, "MJPGName3")) << flaw << ": the codec key is written anew";
+    EXPECT_EQ(ReadDword(kApplicationKey, "AppCount"), 2u) << flaw;
+  };
+
+  StoreCompleteSettings(2, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
+  expectDefaultsAfterAttach("change fields order of 2");
+
+  StoreCompleteSettings(0, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
+  RegDeleteKeyA(HKEY_CLASSES_ROOT, kApplicationKey);
+  expectDefaultsAfterAttach("application key missing");
+
+  StoreCompleteSettings(0, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
+  Writable(kCodecKey).WriteString("MJPGName2", "AVRN");
+  expectDefaultsAfterAttach("a FourCC stored as text");
+
+  StoreCompleteSettings(0, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
+  Writable(kApplicationKey).WriteDword("App1", 7);
+  expectDefaultsAfterAttach("an application stored as a number");
+}
+
+TEST_F(RegistrySettings, SaveNumbersNonEmptySlotsWithoutGaps) {
+  StoreCompleteSettings(0, {FourCc("AAAA"), FourCc("BBBB"), FourCc("CCCC"), FourCc("DDDD")});
+  SettingsRecord settings;
+  ASSERT_TRUE(LoadSettings(settings));
+  settings.changeFieldsOrder = 1;
+  settings.fourCcs[1] = 0;
+  std::strcpy(settings.applications[2], "player.exe");
+  SaveSettings(settings);
+
+  EXPECT_EQ(ReadDword(kCodecKey, "ChangeFieldsOrder"), 1u);
+  EXPECT_EQ(ReadDword(kCodecKey, "MJPGNameCount"), 3u);
+  EXPECT_EQ(ReadDword(kCodecKey, "MJPGName1"), FourCc("AAAA"));
+  EXPECT_EQ(ReadDword(kCodecKey, "MJPGName2"), FourCc("CCCC"));
+  EXPECT_EQ(ReadDword(kCodecKey, "MJPGName3"), FourCc("DDDD"));
+  EXPECT_EQ(ReadDword(kCodecKey, "MJPGName4"), FourCc("DDDD")) << "left from the longer list";
+  EXPECT_EQ(ReadDword(kApplicationKey, "AppCount"), 2u);
+
+  SettingsRecord reloaded;
+  ASSERT_TRUE(LoadSettings(reloaded));
+  EXPECT_EQ(reloaded.fourCcs[1], FourCc("CCCC"));
+  EXPECT_EQ(reloaded.fourCcs[3], 0u);
+  EXPECT_STREQ(reloaded.applications[1], "player.exe");
+}
+
+TEST_F(RegistrySettings, DefectiveListLoadsUpToTheFirstGapAndResetsWhenNotValid) {
+  {
+    RegistryKey key = Writable(kDefectiveKey);
+    key.WriteDword("Correct state", 1);
+    key.WriteString("Application00", "Editor.exe");
+    key.WriteString("Application02", "never.exe");
+  }
+  ASSERT_TRUE(LoadDefectiveApps());
+  EXPECT_STREQ(DefectiveApps().entries[0], "EDITOR.EXE");
+  EXPECT_STREQ(DefectiveApps().entries[1], "");
+  EXPECT_FALSE(IsHostDefective());
+
+  // The running program, named in any case, is found on the list.
+  char path[MAX_PATH];
+  GetModuleFileNameA(nullptr, path, sizeof path);
+  std::strcpy(DefectiveApps().entries[1], std::strrchr(path, '\\') + 1);
+  CharLowerA(DefectiveApps().entries[1]);
+  EXPECT_TRUE(IsHostDefective());
+
+  Writable(kDefectiveKey).WriteDword("Correct state", 0);
+  { CodecLibrary codec; }
+  EXPECT_EQ(ReadDword(kDefectiveKey, "Correct state"), 1u);
+  ASSERT_TRUE(LoadDefectiveApps());
+  EXPECT_STREQ(DefectiveApps().entries[0], "WMPLAYER.EXE");
+  EXPECT_FALSE(HasValue(kDefectiveKey, "Application02"));
+}
+
+}  // namespace
+}  // namespace trvx::test

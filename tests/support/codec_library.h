@@ -1,0 +1,38 @@
+#pragma once
+
+#include <windows.h>
+#include <vfw.h>
+
+#include <cstdint>
+#include <string>
+
+namespace trvx::test {
+
+// The built trvx.dll, loaded directly: one attach when made, one detach when gone
+// (as long as nothing else holds the library).
+class CodecLibrary {
+ public:
+  CodecLibrary();
+  ~CodecLibrary();
+  CodecLibrary(const CodecLibrary&) = delete;
+  CodecLibrary& operator=(const CodecLibrary&) = delete;
+
+  LRESULT Send(DWORD_PTR driverId, UINT message, LPARAM lParam1 = 0, LPARAM lParam2 = 0) const;
+  // DRV_OPEN with an ICOPEN record, as the Video Compression Manager does it.
+  DWORD_PTR Open() const;
+
+ private:
+  HMODULE module_;
+  DRIVERPROC driverProc_;
+};
+
+std::string CodecPath();
+// Registers trvx.dll as the "vidc.TRVX" driver of this prefix.
+bool InstallCodec();
+
+// Removes every registry key the codec keeps, so the next attach starts afresh.
+void DeleteCodecRegistryKeys();
+
+uint32_t FourCc(const char (&text)[5]);
+
+}  // namespace trvx::test
