@@ -31,6 +31,34 @@ TEST(DriverRouting, DriverMessagesAnswerWithoutAnInstance) {
   }
 }
 
+// The heap that holds a pointer, among the process's heaps; null if none does.
+HANDLE HeapHolding(const void* block) {
+  HANDLE heaps[64];
+  const DWORD count = GetProcessHeaps(64, heaps);
+  for (DWORD i = 0; i < count && i < 64; ++i) {
+    if (HeapValidate(heaps[i], 0, block)) return heaps[i];
+  }
+  return nullptr;
+}
+
+TEST(DriverRouting, InstancesLiveOnAPrivateHeapThatGoesWithTheLibrary) {
+  const DWORD heapsBefore = GetProcessHeaps(0, nullptr);
+  {
+    CodecLibrary codec;
+    EXPECT_EQ(GetProcessHeaps(0, nullptr), heapsBefore + 1);
+    const DWORD_PTR first = codec.Open();
+    const DWORD_PTR second = codec.Open();
+    ASSERT_NE(first, 0u);
+    const HANDLE heap = HeapHolding(reinterpret_cast<void*>(first));
+    EXPECT_NE(heap, nullptr);
+    EXPECT_NE(heap, GetProcessHeap());
+    EXPECT_EQ(HeapHolding(reinterpret_cast<void*>(second)), heap);
+    codec.Send(first, DRV_CLOSE);
+    codec.Send(second, DRV_CLOSE);
+  }
+  EXPECT_EQ(GetProcessHeaps(0, nullptr), heapsBefore);
+}
+
 TEST(DriverRouting, CodecMessagesWithoutInstanceAreErrorsAndUnlistedOnesUnsupported) {
   CodecLibrary codec;
   const DWORD_PTR instance = codec.Open();
