@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "support/codec_library.h"
 
@@ -57,6 +59,28 @@ TEST(VideoCompressionManager, StateRoundTripsBetweenInstances) {
 
   EXPECT_EQ(ICClose(first), ICERR_OK);
   EXPECT_EQ(ICClose(second), ICERR_OK);
+}
+
+// The About dialog finds the build text by the US-English Unicode translation.
+TEST(VideoCompressionManager, VersionResourceCarriesTheBuildText) {
+  const std::string path = CodecPath();
+  const DWORD size = GetFileVersionInfoSizeA(path.c_str(), nullptr);
+  ASSERT_GT(size, 0u);
+  std::vector<char> block(size);
+  ASSERT_TRUE(GetFileVersionInfoA(path.c_str(), 0, size, block.data()));
+
+  WORD* translation = nullptr;
+  UINT length = 0;
+  ASSERT_TRUE(VerQueryValueA(block.data(), "\\VarFileInfo\\Translation", reinterpret_cast<void**>(&translation),
+                             &length));
+  ASSERT_GE(length, 4u);
+  EXPECT_EQ(translation[0], 1033);
+  EXPECT_EQ(translation[1], 1200);
+
+  char* text = nullptr;
+  ASSERT_TRUE(VerQueryValueA(block.data(), "\\StringFileInfo\\040904b0\\SpecialBuild",
+                             reinterpret_cast<void**>(&text), &length));
+  EXPECT_GT(std::strlen(text), 5u) << text;
 }
 
 }  // namespace
