@@ -1,7 +1,7 @@
 // The driver's only export: turns a driver identifier into a codec instance and routes
 // each message to its handler.
-#include <windows.h>
 #include <vfw.h>
+#include <windows.h>
 
 #include <cstdint>
 #include <new>
@@ -54,21 +54,17 @@ const Route kRoutes[] = {
     {ICM_DECOMPRESS_QUERY,
      [](CodecInstance& c, LPARAM in, LPARAM out) { return DecompressQuery(Policy(c), InFormat(in), InFormat(out)); }},
     {ICM_DECOMPRESS_BEGIN,
-     [](CodecInstance& c, LPARAM in, LPARAM out) {
-       return c.DecompressBegin(Policy(c), InFormat(in), InFormat(out));
-     }},
-    {ICM_DECOMPRESS,
-     [](CodecInstance& c, LPARAM, LPARAM size) { return c.Decompress(static_cast<uint32_t>(size)); }},
+     [](CodecInstance& c, LPARAM in, LPARAM out) { return c.DecompressBegin(Policy(c), InFormat(in), InFormat(out)); }},
+    {ICM_DECOMPRESS, [](CodecInstance& c, LPARAM, LPARAM size) { return c.Decompress(static_cast<uint32_t>(size)); }},
     {ICM_DECOMPRESS_END, [](CodecInstance& c, LPARAM, LPARAM) { return c.DecompressEnd(); }},
-    {ICM_GETSTATE,
-     [](CodecInstance& c, LPARAM buffer, LPARAM size) {
-       return c.GetState(reinterpret_cast<void*>(buffer), static_cast<int32_t>(size));
-     }},
+    {ICM_GETSTATE, [](CodecInstance& c, LPARAM buffer,
+                      LPARAM size) { return c.GetState(reinterpret_cast<void*>(buffer), static_cast<int32_t>(size)); }},
     {ICM_SETSTATE,
      [](CodecInstance& c, LPARAM state, LPARAM size) {
        return c.SetState(reinterpret_cast<const void*>(state), static_cast<int32_t>(size), ProcessSettings());
      }},
-    {ICM_GETINFO, [](CodecInstance&, LPARAM info, LPARAM size) { return GetCodecInfo(reinterpret_cast<void*>(info), size); }},
+    {ICM_GETINFO,
+     [](CodecInstance&, LPARAM info, LPARAM size) { return GetCodecInfo(reinterpret_cast<void*>(info), size); }},
     {ICM_GETDEFAULTQUALITY,
      [](CodecInstance&, LPARAM quality, LPARAM) {
        *reinterpret_cast<uint32_t*>(quality) = kDefaultQuality;
@@ -77,15 +73,15 @@ const Route kRoutes[] = {
     {ICM_GETQUALITY,
      [](CodecInstance& c, LPARAM quality, LPARAM) { return c.GetQuality(reinterpret_cast<uint32_t*>(quality)); }},
     // The quality is read through the pointer in lParam1: that is this driver's contract.
-    {ICM_SETQUALITY,
-     [](CodecInstance& c, LPARAM quality, LPARAM) { return c.SetQuality(*reinterpret_cast<const uint32_t*>(quality)); }},
+    {ICM_SETQUALITY, [](CodecInstance& c, LPARAM quality,
+                        LPARAM) { return c.SetQuality(*reinterpret_cast<const uint32_t*>(quality)); }},
 };
 
 // Drawing is not offered; these answer "error" rather than "unsupported", with or
 // without an instance, as hosts of this codec have always seen.
-constexpr UINT kRefusedDrawMessages[] = {
-    ICM_DRAW_BEGIN, ICM_DRAW_START, ICM_DRAW_STOP,    ICM_DRAW_END,   ICM_DRAW_QUERY,
-    ICM_DRAW_GETTIME, ICM_DRAW, ICM_DRAW_SETTIME, ICM_DRAW_FLUSH, ICM_GETBUFFERSWANTED};
+constexpr UINT kRefusedDrawMessages[] = {ICM_DRAW_BEGIN, ICM_DRAW_START,      ICM_DRAW_STOP, ICM_DRAW_END,
+                                         ICM_DRAW_QUERY, ICM_DRAW_GETTIME,    ICM_DRAW,      ICM_DRAW_SETTIME,
+                                         ICM_DRAW_FLUSH, ICM_GETBUFFERSWANTED};
 
 LRESULT OpenInstance(LPARAM openRecord) {
   // An open without ICOPEN record holds no instance but still succeeds.
@@ -118,11 +114,9 @@ LRESULT RouteCodecMessage(CodecInstance* instance, UINT message, LPARAM lParam1,
 
 }  // namespace trvx
 
-extern "C" LRESULT WINAPI DriverProc(DWORD_PTR driverId, HDRVR driver, UINT message,
-                                                           LPARAM lParam1, LPARAM lParam2) {
+extern "C" LRESULT WINAPI DriverProc(DWORD_PTR driverId, HDRVR driver, UINT message, LPARAM lParam1, LPARAM lParam2) {
   using namespace trvx;
-  CodecInstance* instance =
-      driverId == kNoInstanceId ? nullptr : reinterpret_cast<CodecInstance*>(driverId);
+  CodecInstance* instance = driverId == kNoInstanceId ? nullptr : reinterpret_cast<CodecInstance*>(driverId);
   switch (message) {
     case DRV_LOAD:
     case DRV_ENABLE:
