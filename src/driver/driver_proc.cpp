@@ -1,7 +1,8 @@
 // The driver's only export: turns a driver identifier into a codec instance and routes
 // each message to its handler.
-#include <vfw.h>
 #include <windows.h>
+// vfw.h needs the Windows types declared first.
+#include <vfw.h>
 
 #include <cstdint>
 #include <new>

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+namespace trvx {
+
+constexpr int kHuffmanTableCount = 4;
+constexpr int kQuantTableEntries = 64;
+// Tables the dequantisation area has room for (four 64-entry tables, 512 bytes).
+constexpr int kQuantTableSlots = 4;
+constexpr int kSamplingFactorCount = 6;
+
+// Coding parameters of one field image: filled by the header reader (or the
+// encoder's setup) and read by the entropy coders, transform kernels and
+// converters. A plain record; the tables it points to are owned elsewhere.
+struct FrameDescription {
+  uint8_t fieldCount = 0;
+  uint8_t fieldIndex = 0;
+  // Process-wide decoding tables; their layout belongs to the entropy decoder.
+  const void* huffmanTables[kHuffmanTableCount] = {};
+  // Table k at entries 64k..64k+63, zig-zag order, each the transmitted value x 8.
+  uint16_t* quantTables = nullptr;
+  uint8_t quantTableCount = 0;
+  // H then V of component 1, then of component 2, then of component 3.
+  uint8_t sampling[kSamplingFactorCount] = {};
+  uint32_t width = 0;
+  uint32_t height = 0;
+};
+
+}  // namespace trvx

@@ -1,0 +1,114 @@
+#include "decoder/frame_reader.h"
+
+#include "platform/fault_guard.h"
+
+namespace trvx {
+namespace {
+
+constexpr uint8_t kMarkerPrefix = 0xFF;
+constexpr uint8_t kSof0 = 0xC0;
+constexpr uint8_t kDqt = 0xDB;
+constexpr uint8_t kSos = 0xDA;
+constexpr uint8_t kApp1 = 0xE1;
+
+constexpr int32_t kNotFound = -1;
+
+// Offsets from a segment's 0xFF byte.
+constexpr uint32_t kLengthOffset = 2;
+constexpr uint32_t kSofLinesOffset = 5;
+constexpr uint32_t kSofSamplesOffset = 7;
+constexpr uint32_t kSofComponentCountOffset = 9;
+constexpr uint32_t kSofComponentsOffset = 10;
+constexpr uint32_t kSofComponentSize = 3;
+constexpr uint32_t kDqtTablesOffset = 4;
+constexpr uint32_t kApp1NextFieldOffset = 20;
+
+constexpr int kDequantScale = 8;
+
+uint32_t ReadBigEndian16(const uint8_t* p) { return (uint32_t{p[0]} << 8) | p[1]; }
+
+uint32_t ReadBigEndian32(const uint8_t* p) {
+  return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
+}
+
+// Pairs each 0xFF with the byte after it without following segment lengths, so a
+// run of 0xFF fill bytes hides the marker unless the run is odd. The encoder never
+// writes fill bytes and decoders in the field rely on this pairing.
+int32_t FindMarker(const uint8_t* data, uint8_t code) {
+  uint32_t i = 0;
+  while (i < kScanLimit) {
+    if (data[i] == kMarkerPrefix) {
+      if (data[i + 1] == code) return static_cast<int32_t>(i);
+      i += 2;
+    } else {
+      ++i;
+    }
+  }
+  return kNotFound;
+}
+
+void ReadFrameHeader(const uint8_t* segment, FrameDescription& description) {
+  description.height = ReadBigEndian16(segment + kSofLinesOffset);
+  description.width = ReadBigEndian16(segment + kSofSamplesOffset);
+  const uint32_t componentCount = segment[kSofComponentCountOffset];
+  const uint8_t* record = segment + kSofComponentsOffset;
+  for (uint32_t n = 0; n < componentCount; ++n) {
+    const uint32_t id = record[0];
+    // An unknown id keeps the position, so the remaining iterations re-read it.
+    if (id >= 1 && id <= 3) {
+      const uint8_t factors = record[1];
+      description.sampling[2 * (id - 1)] = factors >> 4;
+      description.sampling[2 * (id - 1) + 1] = factors & 0x0F;
+      record += kSofComponentSize;
+    }
+  }
+}
+
+void ReadQuantTables(const uint8_t* segment, FrameDescription& description) {
+  const int32_t tableBytes = static_cast<int32_t>(ReadBigEndian16(segment + kLengthOffset)) - 2;
+  if (tableBytes < 1) {
+    description.quantTableCount = 1;
+    return;
+  }
+  const uint8_t* p = segment + kDqtTablesOffset;
+  int32_t used = 0;
+  uint32_t destination = 0;
+  while (used < tableBytes) {
+    const uint32_t precision = p[0] >> 4;
+    destination = p[0] & 0x0F;
+    // 16-bit tables never come from a baseline encoder, and destinations past the
+    // table area would write over someone else's memory.
+    if (precision != 0 || destination >= static_cast<uint32_t>(kQuantTableSlots)) DeliberateFault();
+    uint16_t* table = description.quantTables + destination * kQuantTableEntries;
+    for (int k = 0; k < kQuantTableEntries; ++k) {
+      table[k] = static_cast<uint16_t>(p[1 + k] * kDequantScale);
+    }
+    p += 1 + kQuantTableEntries;
+    used += 1 + kQuantTableEntries;
+  }
+  description.quantTableCount = static_cast<uint8_t>(destination + 1);
+}
+
+}  // namespace
+
+uint32_t ReadFieldHeaders(const uint8_t* data, FrameDescription& description) {
+  const int32_t frameHeader = FindMarker(data, kSof0);
+  if (frameHeader != kNotFound) ReadFrameHeader(data + frameHeader, description);
+
+  const int32_t quantHeader = FindMarker(data, kDqt);
+  if (quantHeader != kNotFound) ReadQuantTables(data + quantHeader, description);
+
+  // Nothing inside SOS is read: the component order and selectors are fixed.
+  const int32_t scanHeader = FindMarker(data, kSos);
+  if (scanHeader == kNotFound) return 0;
+  return static_cast<uint32_t>(scanHeader) + kLengthOffset +
+         ReadBigEndian16(data + scanHeader + kLengthOffset);
+}
+
+uint32_t FindNextFieldOffset(const uint8_t* data) {
+  const int32_t app1 = FindMarker(data, kApp1);
+  if (app1 == kNotFound) return 0;
+  return ReadBigEndian32(data + app1 + kApp1NextFieldOffset);
+}
+
+}  // namespace trvx

@@ -1,0 +1,35 @@
+// Classifies the processor into the one small flag every kernel family switches on.
+#pragma once
+
+#include <cstdint>
+
+namespace trvx {
+
+// The only flag values that occur. Bits: 1 MMX, 2 CMOV, 4 integer SIMD extensions,
+// 8 SSE, 16 SSE2, 128 AMD; selection switches on whole values, not on bits.
+constexpr int32_t kProcessorPlain = 0;
+constexpr int32_t kProcessorAmdMmx = 1;
+constexpr int32_t kProcessorIntelMmx = 3;
+constexpr int32_t kProcessorIntelSse = 15;
+constexpr int32_t kProcessorIntelSse2 = 31;
+constexpr int32_t kProcessorAmdMmxExtensions = 135;
+constexpr int32_t kProcessorAmdSse = 143;
+constexpr int32_t kProcessorAmdSse2 = 159;
+
+// What CPUID reported: the 12-byte vendor string (EBX, EDX, ECX of leaf 0), EDX of
+// leaf 1 and EDX of leaf 0x80000001 (zero where a leaf is missing).
+struct CpuidReadings {
+  char vendor[13] = {};
+  uint32_t featureEdx = 0;
+  uint32_t extendedFeatureEdx = 0;
+};
+
+// The flag for the given readings; no CPUID involved.
+int32_t ClassifyProcessor(const CpuidReadings& readings);
+
+// Runs CPUID under the fault guard (a fault gives 0) and classifies the result. Not
+// cached. TRVX_CPU set to one of the eight flag values forces that value instead, so
+// a slower path can be tried on a fast machine.
+int32_t DetectProcessor();
+
+}  // namespace trvx

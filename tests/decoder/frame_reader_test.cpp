@@ -1,0 +1,262 @@
+#include "decoder/frame_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "encoder/quant_tables.h"
+#include "platform/fault_guard.h"
+
+namespace trvx {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+void Put16(Bytes& out, uint32_t v) { out.insert(out.end(), {uint8_t(v >> 8), uint8_t(v)}); }
+void Put32(Bytes& out, uint32_t v) { Put16(out, v >> 16); Put16(out, v & 0xFFFF); }
+
+// Entry k of table t in a field written by MakeField: distinct per table and seed.
+uint8_t TableByte(int t, int k, int seed) { return uint8_t(1 + k + 64 * t + seed); }
+
+constexpr uint32_t kEntropyStart = 237;  // SOS end in the encoder's layout
+
+// One field image laid out as the encoder writes it.
+Bytes MakeField(uint32_t width, uint32_t lines, int seed, uint32_t nextField, bool withApp1 = true) {
+  Bytes f = {0xFF, 0xD8, 0xFF, 0xE0, 0, 16, 'A', 'V', 'I', '1', 2, 0};
+  Put32(f, 0), Put32(f, 0);
+  if (withApp1) {
+    f.insert(f.end(), {0xFF, 0xE1, 0, 42, 0, 0, 0, 0, 'm', 'j', 'p', 'g'});
+    for (uint32_t v : {0u, 0u, nextField, 70u, 0u, 204u, 223u, kEntropyStart}) Put32(f, v);
+  } else {
+    f.insert(f.end(), {0xFF, 0xFE, 0, 42}), f.resize(f.size() + 40);  // COM instead
+  }
+  f.insert(f.end(), {0xFF, 0xDD, 0, 4, 0, 0, 0xFF, 0xDB, 0, 132});
+  for (int t = 0; t < 2; ++t) {
+    f.push_back(uint8_t(t));
+    for (int k = 0; k < 64; ++k) f.push_back(TableByte(t, k, seed));
+  }
+  f.insert(f.end(), {0xFF, 0xC0, 0, 17, 8}), Put16(f, lines), Put16(f, width);
+  f.insert(f.end(), {3, 1, 0x21, 0, 2, 0x11, 1, 3, 0x11, 1});
+  f.insert(f.end(), {0xFF, 0xDA, 0, 12, 3, 1, 0x00, 2, 0x11, 3, 0x11, 0, 63, 0});
+  f.insert(f.end(), {0x12, 0xFF, 0x00, 0x34, 0x56, 0xFF, 0xD9});
+  const uint32_t size = uint32_t(f.size());
+  for (size_t at : {size_t(12), size_t(16), size_t(32), size_t(36)}) {
+    for (int b = 0; b < 4; ++b) f[at + b] = uint8_t(size >> (24 - 8 * b));
+  }
+  if (!withApp1) return f;
+  if (nextField != 0) nextField = size;
+  for (int b = 0; b < 4; ++b) f[40 + b] = uint8_t(nextField >> (24 - 8 * b));
+  return f;
+}
+
+// The reader is not told the frame's size, so give it all it may touch.
+Bytes InWindow(const Bytes& image) {
+  Bytes memory(image.size() + kFieldReadWindow, 0);
+  std::copy(image.begin(), image.end(), memory.begin());
+  return memory;
+}
+
+struct Reader {
+  uint16_t tables[kQuantTableSlots * kQuantTableEntries];
+  FrameDescription description;
+  Reader() {
+    std::fill(std::begin(tables), std::end(tables), uint16_t{0xBEEF});
+    description.quantTables = tables;
+  }
+  uint32_t Read(const Bytes& memory, size_t from = 0) { return ReadFieldHeaders(memory.data() + from, description); }
+};
+
+TEST(FrameReader, ReadsTheEncoderLayoutAndLeavesFieldNumberingToTheSession) {
+  Reader reader;
+  reader.description.fieldCount = 2;
+  reader.description.fieldIndex = 0;  // the AVI1 polarity byte says 2; it is not read
+  EXPECT_EQ(reader.Read(InWindow(MakeField(720, 288, 0, 1))), kEntropyStart);
+  const FrameDescription& d = reader.description;
+  EXPECT_EQ(d.width, 720u);
+  EXPECT_EQ(d.height, 288u);
+  EXPECT_EQ(Bytes(d.sampling, d.sampling + 6), (Bytes{2, 1, 1, 1, 1, 1}));
+  EXPECT_EQ(d.quantTableCount, 2);
+  for (int t = 0; t < 2; ++t) {
+    for (int k = 0; k < 64; ++k) ASSERT_EQ(d.quantTables[64 * t + k], TableByte(t, k, 0) * 8) << t << ' ' << k;
+  }
+  EXPECT_EQ(reader.tables[128], 0xBEEF) << "no third table was sent";
+  EXPECT_EQ(d.fieldCount, 2);
+  EXPECT_EQ(d.fieldIndex, 0);
+}
+
+TEST(FrameReader, FindsTheSecondFieldFromApp1OrByConsumption) {
+  const Bytes first = MakeField(64, 16, 0, 1), second = MakeField(32, 8, 7, 0);
+  Bytes frame = first;
+  frame.insert(frame.end(), second.begin(), second.end());
+  const Bytes memory = InWindow(frame);
+
+  const uint32_t next = FindNextFieldOffset(memory.data());
+  ASSERT_EQ(next, first.size());
+  EXPECT_EQ(FindNextFieldOffset(memory.data() + next), 0u) << "the second field points nowhere";
+  Reader reader;
+  reader.Read(memory);
+  EXPECT_EQ(reader.Read(memory, next), kEntropyStart);
+  EXPECT_EQ(reader.description.width, 32u);
+  EXPECT_EQ(reader.description.quantTables[64], TableByte(1, 0, 7) * 8);
+
+  // By consumption: 16 bytes past where the entropy decoder stopped, i.e. inside
+  // the second image's APP0; its headers are still ahead.
+  const size_t resume = kEntropyStart + 4 + 16;
+  Reader consumed;
+  EXPECT_EQ(resume + consumed.Read(memory, resume), first.size() + kEntropyStart);
+  EXPECT_EQ(consumed.description.height, 8u);
+
+  EXPECT_EQ(FindNextFieldOffset(InWindow(MakeField(64, 16, 0, 0, false)).data()), 0u);
+}
+
+TEST(FrameReader, MarkerPairingAndScanLimitDecideWhatIsFound) {
+  auto sof = [](uint32_t width) {
+    Bytes s = {0xFF, 0xC0, 0, 11, 8, 0, 8};
+    Put16(s, width);
+    s.insert(s.end(), {1, 1, 0x22, 0});
+    return s;
+  };
+  auto widthFound = [&](Bytes prefix) {
+    const Bytes s = sof(48);
+    prefix.insert(prefix.end(), s.begin() + 1, s.end());  // the prefix supplies the 0xFF bytes
+    Reader reader;
+    reader.description.width = 1;
+    EXPECT_EQ(reader.Read(InWindow(prefix)), 0u) << "no SOS anywhere";
+    return reader.description.width;
+  };
+  EXPECT_EQ(widthFound({0xFF}), 48u);
+  EXPECT_EQ(widthFound({0xFF, 0xFF}), 1u) << "0xFF 0xFF pair up and hide the marker";
+  EXPECT_EQ(widthFound({0xFF, 0xFF, 0xFF}), 48u);
+  EXPECT_EQ(widthFound({0x00, 0xFF, 0xE0, 0x40, 0x00, 0xFF}), 48u) << "segment lengths are not followed";
+
+  Bytes atLimit(kScanLimit, 0x00), beforeLimit(kScanLimit - 1, 0x00);
+  atLimit.push_back(0xFF), beforeLimit.push_back(0xFF);
+  EXPECT_EQ(widthFound(beforeLimit), 48u) << "a marker whose 0xFF is the last byte scanned";
+  EXPECT_EQ(widthFound(atLimit), 1u) << "beyond the scan limit";
+
+  Bytes lateSos(kScanLimit, 0x00);
+  lateSos.insert(lateSos.end(), {0xFF, 0xDA, 0, 12});
+  Reader reader;
+  EXPECT_EQ(reader.Read(InWindow(lateSos)), 0u);
+}
+
+TEST(FrameReader, OddOrMissingHeadersKeepWhatTheyDoNotState) {
+  Reader reader;
+  reader.Read(InWindow(MakeField(64, 16, 0, 1)));
+  const FrameDescription before = reader.description;
+  auto sameAsBefore = [&] {
+    const FrameDescription& d = reader.description;
+    return d.width == before.width && d.height == before.height &&
+           Bytes(d.sampling, d.sampling + 6) == Bytes(before.sampling, before.sampling + 6) &&
+           d.quantTables[0] == TableByte(0, 0, 0) * 8 && d.quantTables[127] == TableByte(1, 63, 0) * 8;
+  };
+
+  // Truncated after SOI and APP0: nothing to read, nothing changes.
+  const Bytes field = MakeField(64, 16, 0, 1);
+  EXPECT_EQ(reader.Read(InWindow(Bytes(field.begin(), field.begin() + 20))), 0u);
+  EXPECT_TRUE(sameAsBefore());
+
+  // Empty and negative-length DQT: count 1, tables untouched.
+  for (uint8_t length : {2, 0}) {
+    EXPECT_EQ(reader.Read(InWindow({0xFF, 0xDB, 0, length})), 0u);
+    EXPECT_EQ(reader.description.quantTableCount, 1);
+    EXPECT_TRUE(sameAsBefore()) << int(length);
+  }
+
+  // Unknown component ids store nothing; a leading one is re-read for every record.
+  reader.Read(InWindow({0xFF, 0xC0, 0, 14, 8, 0, 16, 0, 64, 2, 4, 0x44, 0, 1, 0x12, 0}));
+  EXPECT_TRUE(sameAsBefore());
+  reader.Read(InWindow({0xFF, 0xC0, 0, 17, 8, 0, 16, 0, 64, 3, 3, 0x34, 0, 0, 0x44, 0, 1, 0x12, 0}));
+  EXPECT_EQ(Bytes(reader.description.sampling, reader.description.sampling + 6), (Bytes{2, 1, 1, 1, 3, 4}))
+      << "id 3 is stored; id 0 is then re-read instead of reaching id 1";
+
+  // Count follows the last destination read, not the number of tables.
+  Bytes twoTables = {0xFF, 0xDB, 0, 132, 1};
+  twoTables.resize(twoTables.size() + 64, 5);
+  twoTables.push_back(0);
+  twoTables.resize(twoTables.size() + 64, 6);
+  reader.Read(InWindow(twoTables));
+  EXPECT_EQ(reader.description.quantTableCount, 1);
+  EXPECT_EQ(reader.description.quantTables[0], 48);
+  EXPECT_EQ(reader.description.quantTables[64], 40);
+}
+
+TEST(FrameReader, UnsupportedQuantTablesFaultDeliberately) {
+  for (uint8_t pqTq : {0x03, 0x10, 0x04, 0x0F}) {
+    Bytes dqt = {0xFF, 0xDB, 0, 67, pqTq};
+    dqt.resize(dqt.size() + 128, 1);
+    const Bytes memory = InWindow(dqt);
+    Reader reader;
+    const int32_t result = RunGuarded([&]() -> int32_t { return int32_t(reader.Read(memory)); });
+    EXPECT_EQ(result, pqTq < 0x04 ? 0 : kFaultResult) << int(pqTq);
+  }
+}
+
+#if !defined(_WIN32)
+// cjpeg writes one DQT per table; the codec's stream has both in one segment.
+Bytes MergeQuantSegments(const Bytes& jpeg) {
+  Bytes out(jpeg.begin(), jpeg.begin() + 2), tables;
+  size_t firstDqt = 0;
+  size_t at = 2;
+  while (at + 4 <= jpeg.size() && jpeg[at + 1] != 0xDA) {
+    const size_t length = (jpeg[at + 2] << 8) | jpeg[at + 3];
+    if (jpeg[at + 1] == 0xDB) {
+      if (firstDqt == 0) firstDqt = out.size();
+      tables.insert(tables.end(), jpeg.begin() + at + 4, jpeg.begin() + at + 2 + length);
+    } else {
+      out.insert(out.end(), jpeg.begin() + at, jpeg.begin() + at + 2 + length);
+    }
+    at += 2 + length;
+  }
+  Bytes dqt = {0xFF, 0xDB};
+  Put16(dqt, uint32_t(tables.size() + 2));
+  dqt.insert(dqt.end(), tables.begin(), tables.end());
+  out.insert(out.begin() + firstDqt, dqt.begin(), dqt.end());
+  out.insert(out.end(), jpeg.begin() + at, jpeg.end());
+  return out;
+}
+
+TEST(FrameReaderRealImage, ReadsALibjpegTurboImage) {
+  if (std::system("command -v cjpeg >/dev/null 2>&1") != 0) GTEST_SKIP() << "cjpeg not on PATH";
+  const std::string ppm = testing::TempDir() + "trvx_frame_reader.ppm";
+  const std::string jpg = testing::TempDir() + "trvx_frame_reader.jpg";
+  {
+    std::ofstream out(ppm, std::ios::binary);
+    out << "P6 48 16 255\n";
+    for (int i = 0; i < 48 * 16 * 3; ++i) out.put(char(i * 7));
+  }
+  const std::string command = "cjpeg -quality 50 -sample 2x1 -restart 0 -baseline -outfile " + jpg + " " + ppm;
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  std::ifstream in(jpg, std::ios::binary);
+  const Bytes image = MergeQuantSegments(Bytes(std::istreambuf_iterator<char>(in), {}));
+  std::remove(ppm.c_str()), std::remove(jpg.c_str());
+
+  Reader reader;
+  const Bytes memory = InWindow(image);
+  const uint32_t entropy = reader.Read(memory);
+  ASSERT_GT(entropy, 14u);
+  EXPECT_EQ(Bytes(memory.begin() + entropy - 14, memory.begin() + entropy - 10), (Bytes{0xFF, 0xDA, 0, 12}));
+  const FrameDescription& d = reader.description;
+  EXPECT_EQ(d.width, 48u);
+  EXPECT_EQ(d.height, 16u);
+  EXPECT_EQ(Bytes(d.sampling, d.sampling + 6), (Bytes{2, 1, 1, 1, 1, 1}));
+  ASSERT_EQ(d.quantTableCount, 2);
+  // Quality 50 sends the Annex K tables unscaled, in zig-zag order.
+  static const uint8_t kZigZag[64] = {
+      0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
+      41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
+      30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+  for (int k = 0; k < 64; ++k) {
+    ASSERT_EQ(d.quantTables[k], kBaseLumaQuantTable[kZigZag[k]] * 8) << k;
+    ASSERT_EQ(d.quantTables[64 + k], kBaseChromaQuantTable[kZigZag[k]] * 8) << k;
+  }
+}
+#endif
+
+}  // namespace
+}  // namespace trvx

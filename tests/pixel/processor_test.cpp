@@ -1,0 +1,113 @@
+#include "pixel/processor.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace trvx {
+namespace {
+
+constexpr uint32_t kCmov = 1u << 15;
+constexpr uint32_t kMmx = 1u << 23;
+constexpr uint32_t kSse = 1u << 25;
+constexpr uint32_t kSse2 = 1u << 26;
+constexpr uint32_t kAmdExtensions = 1u << 22;
+
+// vendor: at most 12 characters.
+CpuidReadings Readings(const char* vendor, uint32_t edx, uint32_t extendedEdx = 0) {
+  CpuidReadings readings;
+  std::memcpy(readings.vendor, vendor, std::strlen(vendor));
+  readings.featureEdx = edx;
+  readings.extendedFeatureEdx = extendedEdx;
+  return readings;
+}
+
+TEST(ProcessorClassify, IntelFeatureSets) {
+  EXPECT_EQ(ClassifyProcessor(Readings("GenuineIntel", 0)), 0);
+  EXPECT_EQ(ClassifyProcessor(Readings("GenuineIntel", kMmx)), 3);
+  EXPECT_EQ(ClassifyProcessor(Readings("GenuineIntel", kCmov)), 3);
+  EXPECT_EQ(ClassifyProcessor(Readings("GenuineIntel", kMmx | kCmov | kSse)), 15);
+  EXPECT_EQ(ClassifyProcessor(Readings("GenuineIntel", kMmx | kCmov | kSse | kSse2)), 31);
+  // The AMD extension bit means nothing on Intel.
+  EXPECT_EQ(ClassifyProcessor(Readings("GenuineIntel", kMmx, kAmdExtensions)), 3);
+}
+
+TEST(ProcessorClassify, AmdFeatureSets) {
+  EXPECT_EQ(ClassifyProcessor(Readings("AuthenticAMD", 0, kAmdExtensions)), 0);
+  EXPECT_EQ(ClassifyProcessor(Readings("AuthenticAMD", kCmov)), 0);
+  EXPECT_EQ(ClassifyProcessor(Readings("AuthenticAMD", kMmx | kCmov)), 1);
+  EXPECT_EQ(ClassifyProcessor(Readings("AuthenticAMD", kMmx, kAmdExtensions)), 135);
+  EXPECT_EQ(ClassifyProcessor(Readings("AuthenticAMD", kMmx | kSse, kAmdExtensions)), 143);
+  EXPECT_EQ(ClassifyProcessor(Readings("AuthenticAMD", kMmx | kSse | kSse2)), 159);
+}
+
+TEST(ProcessorClassify, OtherVendorsArePlain) {
+  const uint32_t all = kMmx | kCmov | kSse | kSse2;
+  EXPECT_EQ(ClassifyProcessor(Readings("CyrixInstead", all, kAmdExtensions)), 0);
+  EXPECT_EQ(ClassifyProcessor(Readings("GenuineIntex", all)), 0);
+  EXPECT_EQ(ClassifyProcessor(Readings("", all)), 0);
+}
+
+// Sets TRVX_CPU for one test and restores what was there.
+class ProcessorOverride : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const char* old = std::getenv("TRVX_CPU");
+    hadOld_ = old != nullptr;
+    if (hadOld_) old_ = old;
+    Set(nullptr);
+  }
+  void TearDown() override { Set(hadOld_ ? old_.c_str() : nullptr); }
+
+  static void Set(const char* value) {
+#if defined(_WIN32)
+    _putenv((std::string("TRVX_CPU=") + (value ? value : "")).c_str());
+#else
+    if (value) {
+      setenv("TRVX_CPU", value, 1);
+    } else {
+      unsetenv("TRVX_CPU");
+    }
+#endif
+  }
+
+ private:
+  bool hadOld_ = false;
+  std::string old_;
+};
+
+TEST_F(ProcessorOverride, KnownValuesAreForced) {
+  for (const char* value : {"0", "1", "3", "15", "31", "135", "143", "159"}) {
+    Set(value);
+    EXPECT_EQ(DetectProcessor(), std::atoi(value)) << value;
+  }
+}
+
+TEST_F(ProcessorOverride, UnknownValuesAreIgnored) {
+  const int32_t real = DetectProcessor();
+  for (const char* value : {"2", "7", "-1", "15x", "abc", " 31", "4294967327"}) {
+    Set(value);
+    EXPECT_EQ(DetectProcessor(), real) << value;
+  }
+}
+
+TEST_F(ProcessorOverride, RealMachineMatchesCompilerView) {
+#if defined(__i386__) || defined(__x86_64__)
+  __builtin_cpu_init();
+  const bool sse2 = __builtin_cpu_supports("sse2");
+  if (__builtin_cpu_is("amd") && sse2) {
+    EXPECT_EQ(DetectProcessor(), 159);
+  } else if (__builtin_cpu_is("intel") && sse2) {
+    EXPECT_EQ(DetectProcessor(), 31);
+  } else {
+    GTEST_SKIP() << "no expectation for this processor";
+  }
+#else
+  EXPECT_EQ(DetectProcessor(), 0);
+#endif
+}
+
+}  // namespace
+}  // namespace trvx
