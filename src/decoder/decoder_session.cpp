@@ -1,12 +1,141 @@
 #include "decoder/decoder_session.h"
 
+#include <cstring>
+
+#include "decoder/frame_reader.h"
+#include "decoder/huffman_decoding_tables.h"
 #include "driver/icm_results.h"
+#include "pixel/processor.h"
 
 namespace trvx {
 
-// Decoding is not built yet: a session cannot begin, so ending one is harmless.
-int32_t DecoderSession::Begin() { return kIcmError; }
-int32_t DecoderSession::Decompress() { return kIcmError; }
-int32_t DecoderSession::End() { return kIcmOk; }
+namespace {
+
+constexpr std::size_t kQuantTableAreaBytes = kQuantTableSlots * kQuantTableEntries * sizeof(uint16_t);
+
+}  // namespace
+
+int32_t DecodeField(const FieldJob& job) {
+  const FrameDescription& description = *job.description;
+  McuWorkspace& workspace = *job.workspace;
+  const uint8_t* sampling = description.sampling;
+  // A partial MCU at the right or bottom edge is not decoded.
+  const uint32_t mcuColumns = sampling[0] == 0 ? 0 : description.width / (sampling[0] * 8u);
+  const uint32_t mcuRows = sampling[1] == 0 ? 0 : description.height / (sampling[1] * 8u);
+  job.entropyDecoder->ResetForField(description);
+  workspace.blocksPerMcu =
+      static_cast<uint16_t>(sampling[0] * sampling[1] + sampling[2] * sampling[3] + sampling[4] * sampling[5]);
+  for (uint32_t mcuRow = 0; mcuRow < mcuRows; ++mcuRow) {
+    for (uint32_t mcuColumn = 0; mcuColumn < mcuColumns; ++mcuColumn) {
+      if (job.entropyDecoder->DecodeMcu(workspace) != 0) return kIcmError;
+      job.kernels.dequantise(description, workspace);
+      job.kernels.reorder(workspace);
+      job.kernels.reconstruct(workspace);
+      job.outputConverter->Convert(description, workspace, mcuColumn, mcuRow);
+    }
+  }
+  return kIcmOk;
+}
+
+void DecoderSession::Field::Prepare() {
+  quantTableArea.Allocate(kQuantTableAreaBytes);
+  if (!quantTableArea.empty()) std::memset(quantTableArea.data(), 0, kQuantTableAreaBytes);
+  description = FrameDescription();
+  description.quantTables = reinterpret_cast<uint16_t*>(quantTableArea.data());
+  workspace.Allocate();
+}
+
+void DecoderSession::Field::Release() {
+  quantTableArea.Release();
+  description.quantTables = nullptr;
+  workspace.Release();
+  entropyDecoder.reset();
+}
+
+DecoderSession::DecoderSession(ProcessorCountQuery processorCount) noexcept : processorCountQuery_(processorCount) {}
+
+DecoderSession::~DecoderSession() { End(); }
+
+int32_t DecoderSession::Begin(const BitmapHeader* inputFormat, const BitmapHeader* outputFormat) {
+  if (inputFormat == nullptr) return kIcmBadFormat;
+  const int32_t processor = DetectProcessor();
+  kernels_ = SelectDecoderKernels(processor);
+  for (Field& field : fields_) field.entropyDecoder = MakeEntropyDecoder(processor);
+  outputConverter_ = MakeOutputConverter(*outputFormat);
+  if (!outputConverter_) return kIcmBadFormat;
+
+  processorCount_ = processorCountQuery_();
+  fields_[0].Prepare();
+  if (processorCount_ >= 2) {
+    fields_[1].Prepare();
+    // A worker that cannot start is not reported here; frames then take the path
+    // that waits for it.
+    fieldWorker_.Launch(&DecoderSession::RunWorkerJob, this);
+  }
+  BuildHuffmanDecodingTables();
+  begun_ = true;
+  return kIcmOk;
+}
+
+FieldJob DecoderSession::JobFor(Field& field) {
+  return FieldJob{&field.description, &field.workspace, field.entropyDecoder.get(), outputConverter_.get(), kernels_};
+}
+
+void DecoderSession::StartFieldHeaders(Field& field, uint8_t fieldIndex) {
+  SetHuffmanDecodingTables(field.description);
+  field.description.fieldCount = 2;
+  field.description.fieldIndex = fieldIndex;
+}
+
+int32_t DecoderSession::RunWorkerJob(void* session) {
+  return DecodeField(static_cast<DecoderSession*>(session)->workerJob_) == kIcmOk ? 0 : kIcmError;
+}
+
+int32_t DecoderSession::DecodeBothFieldsHere(const uint8_t* firstCodedData) {
+  Field& field = fields_[0];
+  const FieldJob job = JobFor(field);
+  if (DecodeField(job) != kIcmOk) return kIcmError;
+  // The second image begins after the first one's coded data; the headers are read
+  // into the same description, which takes the second field's tables and sizes.
+  field.description.fieldIndex = 1;
+  const uint8_t* secondField = firstCodedData + field.entropyDecoder->BytesConsumed();
+  const uint8_t* secondCodedData = secondField + ReadFieldHeaders(secondField, field.description);
+  field.entropyDecoder->SetInput(secondCodedData);
+  return DecodeField(job);
+}
+
+int32_t DecoderSession::DecompressFrame(const BitmapHeader* outputFormat, uint8_t* outputBits,
+                                        const BitmapHeader* /*inputFormat*/, const uint8_t* inputBits) {
+  if (!begun_) return kIcmError;
+  Field& first = fields_[0];
+  StartFieldHeaders(first, 0);
+  const bool twoThreads = processorCount_ >= 2;
+  if (twoThreads) StartFieldHeaders(fields_[1], 1);
+
+  const uint8_t* firstCodedData = inputBits + ReadFieldHeaders(inputBits, first.description);
+  outputConverter_->Setup(outputBits, *outputFormat, first.description);
+  first.entropyDecoder->SetInput(firstCodedData);
+
+  const uint32_t nextFieldOffset = twoThreads ? FindNextFieldOffset(inputBits) : 0;
+  if (nextFieldOffset == 0) return DecodeBothFieldsHere(firstCodedData);
+
+  Field& second = fields_[1];
+  const uint8_t* secondField = inputBits + nextFieldOffset;
+  second.entropyDecoder->SetInput(secondField + ReadFieldHeaders(secondField, second.description));
+  workerJob_ = JobFor(second);
+  fieldWorker_.Start();
+  // On bad data in the first field the worker is deliberately not waited for.
+  if (DecodeField(JobFor(first)) != kIcmOk) return kIcmError;
+  fieldWorker_.WaitUntilDone();
+  return kIcmOk;
+}
+
+int32_t DecoderSession::End() {
+  begun_ = false;
+  fieldWorker_.Stop();
+  for (Field& field : fields_) field.Release();
+  outputConverter_.reset();
+  return kIcmOk;
+}
 
 }  // namespace trvx

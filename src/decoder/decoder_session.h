@@ -1,17 +1,74 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+
+#include "decoder/decoder_kernels.h"
+#include "decoder/entropy_decoder.h"
+#include "decoder/frame_description.h"
+#include "decoder/mcu_workspace.h"
+#include "driver/formats.h"
+#include "pixel/output_converter.h"
+#include "platform/aligned_buffer.h"
+#include "platform/worker_thread.h"
 
 namespace trvx {
 
-// The decompressor side of a codec instance; decoding arrives with the decoder pipeline.
+using ProcessorCountQuery = uint32_t (*)();
+
+// One field's share of the per-MCU work: what DecodeField needs, and what the worker
+// thread is handed for the second field.
+struct FieldJob {
+  FrameDescription* description = nullptr;
+  McuWorkspace* workspace = nullptr;
+  EntropyDecoder* entropyDecoder = nullptr;
+  OutputConverter* outputConverter = nullptr;
+  DecoderKernels kernels = {};
+};
+
+// Decodes one field image into the output bitmap; 0, or kIcmError on bad data (the
+// MCUs decoded before it stay written).
+int32_t DecodeField(const FieldJob& job);
+
+// Turns compressed frames into output bitmaps between DECOMPRESS_BEGIN and
+// DECOMPRESS_END. With two or more processors the second field is decoded on a
+// worker thread while the caller decodes the first.
 class DecoderSession {
  public:
-  DecoderSession() noexcept = default;
+  explicit DecoderSession(ProcessorCountQuery processorCount = &SystemProcessorCount) noexcept;
+  ~DecoderSession();
+  DecoderSession(const DecoderSession&) = delete;
+  DecoderSession& operator=(const DecoderSession&) = delete;
 
-  int32_t Begin();
-  int32_t Decompress();
+  int32_t Begin(const BitmapHeader* inputFormat, const BitmapHeader* outputFormat);
+  int32_t DecompressFrame(const BitmapHeader* outputFormat, uint8_t* outputBits, const BitmapHeader* inputFormat,
+                          const uint8_t* inputBits);
   int32_t End();
+
+ private:
+  struct Field {
+    FrameDescription description;
+    AlignedBuffer quantTableArea;
+    McuWorkspace workspace;
+    std::unique_ptr<EntropyDecoder> entropyDecoder;
+
+    void Prepare();
+    void Release();
+  };
+
+  void StartFieldHeaders(Field& field, uint8_t fieldIndex);
+  int32_t DecodeBothFieldsHere(const uint8_t* firstCodedData);
+  FieldJob JobFor(Field& field);
+  static int32_t RunWorkerJob(void* session);
+
+  bool begun_ = false;
+  WorkerThread fieldWorker_;
+  DecoderKernels kernels_ = {};
+  std::unique_ptr<OutputConverter> outputConverter_;
+  ProcessorCountQuery processorCountQuery_;
+  uint32_t processorCount_ = 0;
+  Field fields_[2];
+  FieldJob workerJob_;
 };
 
 }  // namespace trvx

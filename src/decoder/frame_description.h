@@ -4,6 +4,8 @@
 
 namespace trvx {
 
+struct AcDecodingEntry;
+
 constexpr int kHuffmanTableCount = 4;
 constexpr int kQuantTableEntries = 64;
 // Tables the dequantisation area has room for (four 64-entry tables, 512 bytes).
@@ -16,8 +18,9 @@ constexpr int kSamplingFactorCount = 6;
 struct FrameDescription {
   uint8_t fieldCount = 0;
   uint8_t fieldIndex = 0;
-  // Process-wide decoding tables; their layout belongs to the entropy decoder.
-  const void* huffmanTables[kHuffmanTableCount] = {};
+  // Process-wide AC decoding tables (huffman_decoding_tables.h): luminance first and
+  // second level, then chrominance first and second level.
+  const AcDecodingEntry* huffmanTables[kHuffmanTableCount] = {};
   // Table k at entries 64k..64k+63, zig-zag order, each the transmitted value x 8.
   uint16_t* quantTables = nullptr;
   uint8_t quantTableCount = 0;

@@ -13,6 +13,14 @@ namespace trvx {
 constexpr uint32_t kIcCompressRecordSize = 48;
 constexpr uint32_t kIcDecompressRecordSize = 24;
 
+// What ICM_DECOMPRESS carries, taken out of the host's ICDECOMPRESS record.
+struct DecompressRequest {
+  const BitmapHeader* inputFormat;
+  const uint8_t* input;
+  const BitmapHeader* outputFormat;
+  uint8_t* output;
+};
+
 // One open codec: what a driver identifier points to. Handlers take the host's
 // arguments as they come; pointers from the host may be bad, so the driver runs the
 // handlers that follow them under the fault guard.
@@ -31,10 +39,10 @@ class CodecInstance {
   int32_t SetQuality(uint32_t quality) { return encoder_.SetQuality(quality); }
 
   int32_t CompressBegin(const FormatPolicy& policy, const BitmapHeader* input, const BitmapHeader* output);
-  int32_t Compress(uint32_t recordSize);
+  int32_t Compress();
   int32_t CompressEnd();
   int32_t DecompressBegin(const FormatPolicy& policy, const BitmapHeader* input, const BitmapHeader* output);
-  int32_t Decompress(uint32_t recordSize);
+  int32_t Decompress(const DecompressRequest& request);
   int32_t DecompressEnd();
 
   FormatPolicy Policy(HostDefectiveQuery isHostDefective) const { return {settings_, isHostDefective}; }

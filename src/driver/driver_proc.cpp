@@ -10,6 +10,8 @@
 #include "driver/codec_info.h"
 #include "driver/codec_instance.h"
 #include "driver/icm_results.h"
+#include "pixel/memory_routines.h"
+#include "pixel/processor.h"
 #include "platform/fault_guard.h"
 #include "settings/defective_apps.h"
 #include "settings/settings_store.h"
@@ -48,7 +50,11 @@ const Route kRoutes[] = {
      [](CodecInstance& c, LPARAM in, LPARAM out) { return CompressQuery(Policy(c), InFormat(in), InFormat(out)); }},
     {ICM_COMPRESS_BEGIN,
      [](CodecInstance& c, LPARAM in, LPARAM out) { return c.CompressBegin(Policy(c), InFormat(in), InFormat(out)); }},
-    {ICM_COMPRESS, [](CodecInstance& c, LPARAM, LPARAM size) { return c.Compress(static_cast<uint32_t>(size)); }},
+    {ICM_COMPRESS,
+     [](CodecInstance& c, LPARAM, LPARAM size) {
+       if (size != kIcCompressRecordSize) return static_cast<int32_t>(kIcmError);
+       return c.Compress();
+     }},
     {ICM_COMPRESS_END, [](CodecInstance& c, LPARAM, LPARAM) { return c.CompressEnd(); }},
     {ICM_DECOMPRESS_GET_FORMAT,
      [](CodecInstance&, LPARAM in, LPARAM out) { return DecompressGetFormat(InFormat(in), OutFormat(out)); }},
@@ -56,7 +62,14 @@ const Route kRoutes[] = {
      [](CodecInstance& c, LPARAM in, LPARAM out) { return DecompressQuery(Policy(c), InFormat(in), InFormat(out)); }},
     {ICM_DECOMPRESS_BEGIN,
      [](CodecInstance& c, LPARAM in, LPARAM out) { return c.DecompressBegin(Policy(c), InFormat(in), InFormat(out)); }},
-    {ICM_DECOMPRESS, [](CodecInstance& c, LPARAM, LPARAM size) { return c.Decompress(static_cast<uint32_t>(size)); }},
+    {ICM_DECOMPRESS,
+     [](CodecInstance& c, LPARAM record, LPARAM size) {
+       if (size != kIcDecompressRecordSize) return static_cast<int32_t>(kIcmBadParam);
+       const ICDECOMPRESS& host = *reinterpret_cast<const ICDECOMPRESS*>(record);
+       return c.Decompress({reinterpret_cast<const BitmapHeader*>(host.lpbiInput),
+                            static_cast<const uint8_t*>(host.lpInput),
+                            reinterpret_cast<const BitmapHeader*>(host.lpbiOutput), static_cast<uint8_t*>(host.lpOutput)});
+     }},
     {ICM_DECOMPRESS_END, [](CodecInstance& c, LPARAM, LPARAM) { return c.DecompressEnd(); }},
     {ICM_GETSTATE, [](CodecInstance& c, LPARAM buffer,
                       LPARAM size) { return c.GetState(reinterpret_cast<void*>(buffer), static_cast<int32_t>(size)); }},
@@ -84,6 +97,12 @@ constexpr UINT kRefusedDrawMessages[] = {ICM_DRAW_BEGIN, ICM_DRAW_START,      IC
                                          ICM_DRAW_QUERY, ICM_DRAW_GETTIME,    ICM_DRAW,      ICM_DRAW_SETTIME,
                                          ICM_DRAW_FLUSH, ICM_GETBUFFERSWANTED};
 
+// MMX kernels share their registers with the x87 unit: the host's floating point must
+// find them free after every frame, including one that ended in a fault.
+void ClearMmxStateAfterFrame() {
+  if (DetectProcessor() != kProcessorPlain) ClearMmxState();
+}
+
 LRESULT OpenInstance(LPARAM openRecord) {
   // An open without ICOPEN record holds no instance but still succeeds.
   if (openRecord == 0) return static_cast<LRESULT>(kNoInstanceId);
@@ -106,7 +125,9 @@ LRESULT RouteCodecMessage(CodecInstance* instance, UINT message, LPARAM lParam1,
   for (const Route& route : kRoutes) {
     if (route.message != message) continue;
     if (instance == nullptr) return kIcmError;
-    return RunGuarded([&]() { return route.handler(*instance, lParam1, lParam2); });
+    const int32_t result = RunGuarded([&]() { return route.handler(*instance, lParam1, lParam2); });
+    if (message == ICM_COMPRESS || message == ICM_DECOMPRESS) ClearMmxStateAfterFrame();
+    return result;
   }
   return kIcmUnsupported;
 }

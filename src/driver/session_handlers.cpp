@@ -1,7 +1,24 @@
+#include <algorithm>
+#include <cstdlib>
+
 #include "driver/codec_instance.h"
 #include "driver/icm_results.h"
+#include "pixel/memory_routines.h"
 
 namespace trvx {
+
+namespace {
+
+// Bitmap rows as the field-order swap sees them: unpadded, as the codec reads and writes them.
+std::size_t RowBytes(const BitmapHeader& format) {
+  return static_cast<std::size_t>(format.bitCount / 8) * static_cast<uint32_t>(std::abs(format.width));
+}
+
+std::size_t RowCount(const BitmapHeader& format) { return static_cast<uint32_t>(std::abs(format.height)); }
+
+std::size_t PictureBytes(const BitmapHeader& format) { return RowBytes(format) * RowCount(format); }
+
+}  // namespace
 
 int32_t CodecInstance::CompressBegin(const FormatPolicy& policy, const BitmapHeader* input,
                                      const BitmapHeader* output) {
@@ -12,9 +29,7 @@ int32_t CodecInstance::CompressBegin(const FormatPolicy& policy, const BitmapHea
   return encoder_.Begin();
 }
 
-int32_t CodecInstance::Compress(uint32_t recordSize) {
-  if (recordSize != kIcCompressRecordSize) return kIcmError;
-  return encoder_.Compress();
+int32_t CodecInstance::Compress() { return encoder_.Compress();
 }
 
 int32_t CodecInstance::CompressEnd() {
@@ -28,14 +43,34 @@ int32_t CodecInstance::DecompressBegin(const FormatPolicy& policy, const BitmapH
   if (output == nullptr) return kIcmError;
   // A refused format is an error here, not the query's "bad format".
   if (CheckDecompression(policy, input, output) != kIcmOk) return kIcmError;
-  const int32_t result = decoder_.Begin();
-  decompressScratch_.Allocate(output->sizeImage);
+  const int32_t result = decoder_.Begin(input, output);
+  // Hosts that leave biSizeImage at 0 still get room for the whole picture, which
+  // the field-order swap decodes into.
+  decompressScratch_.Allocate(std::max<std::size_t>(output->sizeImage, PictureBytes(*output)));
   return result;
 }
 
-int32_t CodecInstance::Decompress(uint32_t recordSize) {
-  if (recordSize != kIcDecompressRecordSize) return kIcmBadParam;
-  return decoder_.Decompress();
+int32_t CodecInstance::Decompress(const DecompressRequest& request) {
+  if (settings_.changeFieldsOrder != 1) {
+    return decoder_.DecompressFrame(request.outputFormat, request.output, request.inputFormat, request.input);
+  }
+  const int32_t result =
+      decoder_.DecompressFrame(request.outputFormat, decompressScratch_.data(), request.inputFormat, request.input);
+  // The picture moves up by one line and its top line wraps to the bottom: the
+  // inverse of the shift that compression applies.
+  const std::size_t rowBytes = RowBytes(*request.outputFormat);
+  const std::size_t rows = RowCount(*request.outputFormat);
+  if (rows == 0) return result;
+  const uint8_t* scratch = decompressScratch_.data();
+  uint8_t* output = request.output;
+  if (ClassifyFormat(*request.outputFormat) == FormatClass::Rgb) {
+    GuardedCopy(output + rowBytes, scratch, (rows - 1) * rowBytes);
+    GuardedCopy(output, scratch + (rows - 1) * rowBytes, rowBytes);
+  } else {
+    GuardedCopy(output, scratch + rowBytes, (rows - 1) * rowBytes);
+    GuardedCopy(output + (rows - 1) * rowBytes, scratch, rowBytes);
+  }
+  return result;
 }
 
 int32_t CodecInstance::DecompressEnd() {

@@ -1,0 +1,87 @@
+// Huffman decoding of one field image's entropy-coded data, one MCU at a time, with
+// the Annex K tables. The processor-specific classes only speed up DecodeMcu; every
+// class gives the same coefficients, results and read positions as the base class.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "decoder/frame_description.h"
+
+namespace trvx {
+
+struct McuWorkspace;
+struct PredecodedAcEntry;
+
+constexpr int32_t kEntropyDecodeFailed = static_cast<int32_t>(0x80004005u);  // E_FAIL
+
+// Restart markers are not supported: the DC predictors are reset once per field, and
+// a marker inside the data is read as the byte 0xFF with its second byte dropped.
+class EntropyDecoder {
+ public:
+  EntropyDecoder() noexcept = default;
+  virtual ~EntropyDecoder();
+  EntropyDecoder(const EntropyDecoder&) = delete;
+  EntropyDecoder& operator=(const EntropyDecoder&) = delete;
+
+  // Clears blocksPerMcu blocks of the workspace and decodes one MCU into them.
+  // Returns 0, or kEntropyDecodeFailed on data the tables cannot decode.
+  virtual int32_t DecodeMcu(McuWorkspace& workspace);
+
+  // Clears the predictors and bit buffer; takes block counts and AC tables from the
+  // description, whose tables must have been built.
+  void ResetForField(const FrameDescription& description);
+  void SetInput(const uint8_t* data);
+  // Bytes read so far (including the ones waiting in the bit buffer) plus 16. The
+  // next image's headers are searched from there; the lead is deliberate.
+  uint32_t BytesConsumed() const;
+
+ protected:
+  // The whole MCU into an area already cleared; a null shortcut table decodes every
+  // luminance AC symbol through the two-level tables.
+  int32_t DecodeBlocks(int16_t* coefficients, const PredecodedAcEntry* lumaShortcut);
+  // Out of line: the derived classes' files are built for other instruction sets.
+  const uint8_t* InputPosition() const;
+
+ private:
+  uint32_t bitBuffer_ = 0;
+  uint32_t bitCount_ = 0;
+  const uint8_t* position_ = nullptr;
+  const uint8_t* start_ = nullptr;
+  uint32_t lumaBlocks_ = 0;
+  uint32_t cbBlocks_ = 0;
+  uint32_t crBlocks_ = 0;
+  int16_t dcPredictors_[3] = {};
+  const AcDecodingEntry* huffmanTables_[kHuffmanTableCount] = {};
+};
+
+// Processor classes 1 and 3: clears the MCU with MMX stores.
+class EntropyDecoderMmx final : public EntropyDecoder {
+ public:
+  int32_t DecodeMcu(McuWorkspace& workspace) override;
+};
+
+// Processor class 15: SSE clear, and short luminance AC codes come from the table
+// that holds them already decoded.
+class EntropyDecoderPredecoded final : public EntropyDecoder {
+ public:
+  int32_t DecodeMcu(McuWorkspace& workspace) override;
+};
+
+// Processor class 31: clears the MCU with SSE2 stores.
+class EntropyDecoderSse2 final : public EntropyDecoder {
+ public:
+  int32_t DecodeMcu(McuWorkspace& workspace) override;
+};
+
+// Processor classes 135 and 143: MMX clear, and prefetches the coming input.
+class EntropyDecoderAmd final : public EntropyDecoder {
+ public:
+  int32_t DecodeMcu(McuWorkspace& workspace) override;
+};
+
+// The class for a processor flag, by the decoder session's selection table; flags
+// without a row of their own (0, 159, unknown) get the base class.
+std::unique_ptr<EntropyDecoder> MakeEntropyDecoder(int32_t processorFlag);
+
+}  // namespace trvx

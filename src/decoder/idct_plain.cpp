@@ -1,0 +1,48 @@
+#include "decoder/decoder_kernels.h"
+
+namespace trvx {
+namespace {
+
+// One dimension over x[0], x[stride], ... x[7 * stride]. The shifts truncate toward
+// minus infinity on purpose, without a rounding term: the plain path's output is
+// defined by exactly these values.
+void Transform8(int16_t* x, int stride) {
+  const int32_t x0 = x[0], x1 = x[stride], x2 = x[2 * stride], x3 = x[3 * stride];
+  const int32_t x4 = x[4 * stride], x5 = x[5 * stride], x6 = x[6 * stride],
+                x7 = x[7 * stride];
+  const int32_t e = ((x0 + x4) * 11585) >> 15;
+  const int32_t b = ((x0 - x4) * 11585) >> 15;
+  const int32_t t2 = (30274 * x2 + 12540 * x6) >> 16;
+  const int32_t t6 = (12540 * x2 - 30274 * x6) >> 16;
+  const int32_t o1 = (32138 * x1 + 6393 * x7) >> 16;
+  const int32_t o7 = (6393 * x1 - 32138 * x7) >> 16;
+  const int32_t o3 = (27246 * x3 + 18205 * x5) >> 16;
+  const int32_t o5 = (27246 * x5 - 18205 * x3) >> 16;
+  const int32_t p = ((o3 + o5) * 11585) >> 14;
+  const int32_t q = ((o1 + o7) * 11585) >> 14;
+  const int32_t r = ((o5 - o3) * 11585) >> 14;
+  const int32_t s = ((o1 - o7) * 11585) >> 14;
+  // Out-of-range results wrap; valid data never gets there.
+  x[0] = static_cast<int16_t>(o1 + o3 + t2 + e);
+  x[stride] = static_cast<int16_t>(q - p + t6 + b);
+  x[2 * stride] = static_cast<int16_t>(r - t6 + s + b);
+  x[3 * stride] = static_cast<int16_t>(o5 - t2 + o7 + e);
+  x[4 * stride] = static_cast<int16_t>(e - o5 - o7 - t2);
+  x[5 * stride] = static_cast<int16_t>(b - r - s - t6);
+  x[6 * stride] = static_cast<int16_t>(p - q + t6 + b);
+  x[7 * stride] = static_cast<int16_t>(t2 - o3 - o1 + e);
+}
+
+}  // namespace
+
+void ReconstructPlain(McuWorkspace& workspace) {
+  int blocks = workspace.blocksPerMcu;
+  if (blocks > kMaxBlocksPerMcu) blocks = kMaxBlocksPerMcu;
+  for (int b = 0; b < blocks; ++b) {
+    int16_t* block = workspace.coefficients + b * kBlockCoefficients;
+    for (int row = 0; row < 8; ++row) Transform8(block + row * 8, 1);
+    for (int column = 0; column < 8; ++column) Transform8(block + column, 8);
+  }
+}
+
+}  // namespace trvx

@@ -1,0 +1,118 @@
+// Built with -msse2. Uses no inline function from a header (see dequantise_mmx.cpp).
+#include "decoder/decoder_kernels.h"
+
+#if defined(__i386__) || defined(__x86_64__)
+#include <emmintrin.h>
+
+namespace trvx {
+namespace {
+
+// Cosines times 2^16, in the order of the table. Those of 0.5 and more do not fit a
+// signed word and are stored less 2^16; the multiply adds the input back.
+enum Constant { kC4, kC1, kS1, kC2, kS2, kC3, kS3, kRound, kConstantCount };
+constexpr int16_t kValues[kConstantCount] = {
+    46341 - 65536, 64277 - 65536, 12785, 60547 - 65536, 25080,
+    54491 - 65536, 36410 - 65536, 2};
+constexpr int kLanes = 8;
+
+int16_t g_area[kConstantCount * kLanes + 128 / sizeof(int16_t)];
+int g_built = 0;
+
+// Built on first use and never again; two decoding threads may both build it, writing
+// the same values.
+const __m128i* Constants() {
+  auto* table = reinterpret_cast<int16_t*>((reinterpret_cast<uintptr_t>(g_area) + 127) &
+                                           ~static_cast<uintptr_t>(127));
+  if (!__atomic_load_n(&g_built, __ATOMIC_ACQUIRE)) {
+    for (int c = 0; c < kConstantCount; ++c) {
+      for (int lane = 0; lane < kLanes; ++lane) table[c * kLanes + lane] = kValues[c];
+    }
+    __atomic_store_n(&g_built, 1, __ATOMIC_RELEASE);
+  }
+  return reinterpret_cast<const __m128i*>(table);
+}
+
+// floor(x * c / 2^16) for the table's constants below 0.5 ...
+__m128i MulLow(__m128i x, __m128i c) { return _mm_mulhi_epi16(x, c); }
+// ... and for those of 0.5 and more; the result never exceeds |x|, so no saturation.
+__m128i MulHigh(__m128i x, __m128i c) { return _mm_add_epi16(_mm_mulhi_epi16(x, c), x); }
+
+// The plain one-dimensional transform without its factor 1/2, down all eight columns
+// at once.
+void Butterfly(__m128i* v, const __m128i* k) {
+  const __m128i x0 = v[0], x1 = v[1], x2 = v[2], x3 = v[3];
+  const __m128i x4 = v[4], x5 = v[5], x6 = v[6], x7 = v[7];
+  const __m128i e = MulHigh(_mm_adds_epi16(x0, x4), k[kC4]);
+  const __m128i b = MulHigh(_mm_subs_epi16(x0, x4), k[kC4]);
+  const __m128i t2 = _mm_adds_epi16(MulHigh(x2, k[kC2]), MulLow(x6, k[kS2]));
+  const __m128i t6 = _mm_subs_epi16(MulLow(x2, k[kS2]), MulHigh(x6, k[kC2]));
+  const __m128i o1 = _mm_adds_epi16(MulHigh(x1, k[kC1]), MulLow(x7, k[kS1]));
+  const __m128i o7 = _mm_subs_epi16(MulLow(x1, k[kS1]), MulHigh(x7, k[kC1]));
+  const __m128i o3 = _mm_adds_epi16(MulHigh(x3, k[kC3]), MulHigh(x5, k[kS3]));
+  const __m128i o5 = _mm_subs_epi16(MulHigh(x5, k[kC3]), MulHigh(x3, k[kS3]));
+  const __m128i p = MulHigh(_mm_adds_epi16(o3, o5), k[kC4]);
+  const __m128i q = MulHigh(_mm_adds_epi16(o1, o7), k[kC4]);
+  const __m128i r = MulHigh(_mm_subs_epi16(o5, o3), k[kC4]);
+  const __m128i s = MulHigh(_mm_subs_epi16(o1, o7), k[kC4]);
+  const __m128i et2 = _mm_adds_epi16(e, t2), emt2 = _mm_subs_epi16(e, t2);
+  const __m128i bt6 = _mm_adds_epi16(b, t6), bmt6 = _mm_subs_epi16(b, t6);
+  const __m128i o13 = _mm_adds_epi16(o1, o3), o57 = _mm_adds_epi16(o5, o7);
+  const __m128i qp = _mm_subs_epi16(q, p), rs = _mm_adds_epi16(r, s);
+  v[0] = _mm_adds_epi16(et2, o13);
+  v[1] = _mm_adds_epi16(bt6, qp);
+  v[2] = _mm_adds_epi16(bmt6, rs);
+  v[3] = _mm_adds_epi16(emt2, o57);
+  v[4] = _mm_subs_epi16(emt2, o57);
+  v[5] = _mm_subs_epi16(bmt6, rs);
+  v[6] = _mm_subs_epi16(bt6, qp);
+  v[7] = _mm_subs_epi16(et2, o13);
+}
+
+void Transpose(__m128i* v) {
+  const __m128i a = _mm_unpacklo_epi16(v[0], v[1]), b = _mm_unpackhi_epi16(v[0], v[1]);
+  const __m128i c = _mm_unpacklo_epi16(v[2], v[3]), d = _mm_unpackhi_epi16(v[2], v[3]);
+  const __m128i e = _mm_unpacklo_epi16(v[4], v[5]), f = _mm_unpackhi_epi16(v[4], v[5]);
+  const __m128i g = _mm_unpacklo_epi16(v[6], v[7]), h = _mm_unpackhi_epi16(v[6], v[7]);
+  const __m128i ac0 = _mm_unpacklo_epi32(a, c), ac1 = _mm_unpackhi_epi32(a, c);
+  const __m128i bd0 = _mm_unpacklo_epi32(b, d), bd1 = _mm_unpackhi_epi32(b, d);
+  const __m128i eg0 = _mm_unpacklo_epi32(e, g), eg1 = _mm_unpackhi_epi32(e, g);
+  const __m128i fh0 = _mm_unpacklo_epi32(f, h), fh1 = _mm_unpackhi_epi32(f, h);
+  v[0] = _mm_unpacklo_epi64(ac0, eg0);
+  v[1] = _mm_unpackhi_epi64(ac0, eg0);
+  v[2] = _mm_unpacklo_epi64(ac1, eg1);
+  v[3] = _mm_unpackhi_epi64(ac1, eg1);
+  v[4] = _mm_unpacklo_epi64(bd0, fh0);
+  v[5] = _mm_unpackhi_epi64(bd0, fh0);
+  v[6] = _mm_unpacklo_epi64(bd1, fh1);
+  v[7] = _mm_unpackhi_epi64(bd1, fh1);
+}
+
+}  // namespace
+
+// Same data flow and scaling as ReconstructMmx, with whole rows in 128-bit registers.
+// Threads started by Windows only promise a 4-byte aligned stack.
+#if defined(__i386__)
+__attribute__((force_align_arg_pointer))
+#endif
+void ReconstructSse2(McuWorkspace& workspace) {
+  const __m128i* k = Constants();
+  int blocks = workspace.blocksPerMcu;
+  if (blocks > kMaxBlocksPerMcu) blocks = kMaxBlocksPerMcu;
+  for (int blockIndex = 0; blockIndex < blocks; ++blockIndex) {
+    auto* rows =
+        reinterpret_cast<__m128i*>(workspace.coefficients + blockIndex * kBlockCoefficients);
+    __m128i v[8];
+    for (int i = 0; i < 8; ++i) v[i] = _mm_load_si128(rows + i);
+    Transpose(v);
+    for (int i = 0; i < 8; ++i) v[i] = _mm_adds_epi16(v[i], v[i]);
+    Butterfly(v, k);
+    Transpose(v);
+    Butterfly(v, k);
+    for (int i = 0; i < 8; ++i) {
+      _mm_store_si128(rows + i, _mm_srai_epi16(_mm_adds_epi16(v[i], k[kRound]), 2));
+    }
+  }
+}
+
+}  // namespace trvx
+#endif

@@ -1,0 +1,167 @@
+#include "pixel/output_converter.h"
+
+#include "pixel/processor.h"
+#include "platform/fault_guard.h"
+#include "settings/settings_record.h"
+
+namespace trvx {
+namespace {
+
+constexpr uint32_t kUyvy = MakeFourCc('U', 'Y', 'V', 'Y');
+constexpr uint32_t kYuy2 = MakeFourCc('Y', 'U', 'Y', '2');
+constexpr uint32_t kYvyu = MakeFourCc('Y', 'V', 'Y', 'U');
+
+enum class KernelPath { Plain, Mmx, Sse, Sse2 };
+
+KernelPath PathFor(int32_t processorFlag) {
+  switch (processorFlag) {
+    case kProcessorAmdMmx:
+    case kProcessorIntelMmx:
+      return KernelPath::Mmx;
+    case kProcessorIntelSse:
+    case kProcessorAmdMmxExtensions:
+    case kProcessorAmdSse:
+      return KernelPath::Sse;
+    case kProcessorIntelSse2:
+      return KernelPath::Sse2;
+    default:
+      // Including kProcessorAmdSse2: those processors run the plain pixel kernels.
+      return KernelPath::Plain;
+  }
+}
+
+}  // namespace
+
+int32_t ClassifyOutputFormat(const BitmapHeader& outputFormat) {
+  if (outputFormat.compression == 0) return kOutputClassRgb;
+  switch (UpperCaseFourCc(outputFormat.compression)) {
+    case kUyvy:
+    case kYuy2:
+    case kYvyu:
+    case kY16FourCc:
+      return kOutputClassYuv;
+    default:
+      return kOutputClassRefused;
+  }
+}
+
+OutputKernel SelectRgbOutputKernel(int32_t processorFlag, uint8_t bytesPerPixel) {
+  static constexpr OutputKernel kRgb24[] = {OutputRgb24Plain, OutputRgb24Mmx, OutputRgb24Sse,
+                                            OutputRgb24Sse2};
+  static constexpr OutputKernel kRgb32[] = {OutputRgb32Plain, OutputRgb32Mmx, OutputRgb32Sse,
+                                            OutputRgb32Sse2};
+  const auto path = static_cast<int>(PathFor(processorFlag));
+  if (bytesPerPixel == 3) return kRgb24[path];
+  if (bytesPerPixel == 4) return kRgb32[path];
+  return nullptr;
+}
+
+OutputKernel SelectYuvOutputKernel(int32_t processorFlag, uint32_t fourCc) {
+  static constexpr OutputKernel kUyvyKernels[] = {OutputUyvyPlain, OutputUyvyMmx, OutputUyvySse,
+                                                  OutputUyvySse2};
+  static constexpr OutputKernel kYuy2Kernels[] = {OutputYuy2Plain, OutputYuy2Mmx, OutputYuy2Sse,
+                                                  OutputYuy2Sse2};
+  static constexpr OutputKernel kYvyuKernels[] = {OutputYvyuPlain, OutputYvyuMmx, OutputYvyuSse,
+                                                  OutputYvyuSse2};
+  static constexpr OutputKernel kY16Kernels[] = {OutputY16Plain, OutputY16Mmx, OutputY16Sse,
+                                                 OutputY16Sse2};
+  const auto path = static_cast<int>(PathFor(processorFlag));
+  switch (fourCc) {
+    case kUyvy: return kUyvyKernels[path];
+    case kYuy2: return kYuy2Kernels[path];
+    case kYvyu: return kYvyuKernels[path];
+    case kY16FourCc: return kY16Kernels[path];
+    default: return nullptr;
+  }
+}
+
+OutputConverter::~OutputConverter() = default;
+
+int32_t OutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
+                               const FrameDescription& description) {
+  return Setup(outputBits, outputFormat, description, DetectProcessor());
+}
+
+bool OutputConverter::TakeFrame(uint8_t* outputBits, const FrameDescription& description) {
+  outputBase_ = outputBits;
+  rowBytes_ = bytesPerPixel_ * description.width;
+  fieldCount_ = description.fieldCount;
+  width_ = description.width;
+  fieldHeight_ = description.height;
+  // A frame Setup cannot convert must not keep the previous frame's kernel.
+  kernel_ = nullptr;
+  const uint8_t* s = description.sampling;
+  const int luma = s[0] * s[1];
+  const int cb = s[2] * s[3];
+  const int cr = s[4] * s[5];
+  return luma == 2 && cb == 1 && cr == 1;
+}
+
+int32_t OutputConverter::RunKernel(uint8_t* dest, const McuWorkspace& workspace) const {
+  if (kernel_ == nullptr) return kOutputNoKernel;
+  return kernel_(dest, workspace.coefficients, uint32_t{fieldCount_} * rowBytes_);
+}
+
+int32_t RgbOutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
+                                  const FrameDescription& description, int32_t processorFlag) {
+  bytesPerPixel_ = static_cast<uint8_t>(outputFormat.bitCount >> 3);
+  if (!TakeFrame(outputBits, description)) return 0;
+  kernel_ = SelectRgbOutputKernel(processorFlag, bytesPerPixel_);
+  return 0;
+}
+
+int32_t RgbOutputConverter::Convert(const FrameDescription& description,
+                                    const McuWorkspace& workspace, uint32_t mcuColumn,
+                                    uint32_t mcuRow) const {
+  // Bottom-up: the MCU's top row is the highest line of its eight.
+  uint32_t line = (fieldHeight_ - 8 * mcuRow) * fieldCount_ - 1;
+  if (description.fieldIndex == 1) {
+    line -= 1;
+  } else if (description.fieldIndex != 0) {
+    DeliberateFault();
+  }
+  uint8_t* dest = outputBase_ + std::size_t{line} * rowBytes_ +
+                  std::size_t{bytesPerPixel_} * 16 * mcuColumn;
+  return RunKernel(dest, workspace);
+}
+
+int32_t YuvOutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
+                                  const FrameDescription& description, int32_t processorFlag) {
+  bytesPerPixel_ = static_cast<uint8_t>(outputFormat.bitCount >> 3);
+  if (bytesPerPixel_ != 2) {
+    outputBase_ = outputBits;
+    kernel_ = nullptr;
+    return kOutputSetupFailed;
+  }
+  if (!TakeFrame(outputBits, description)) return 0;
+  // As stored, not upper-cased: a lower-case FourCC passes the classifier but gets
+  // no kernel here.
+  kernel_ = SelectYuvOutputKernel(processorFlag, outputFormat.compression);
+  return 0;
+}
+
+int32_t YuvOutputConverter::Convert(const FrameDescription& description,
+                                    const McuWorkspace& workspace, uint32_t mcuColumn,
+                                    uint32_t mcuRow) const {
+  std::size_t line = std::size_t{fieldCount_} * 8 * mcuRow;
+  if (description.fieldIndex == 1) {
+    line += 1;
+  } else if (description.fieldIndex != 0) {
+    DeliberateFault();
+  }
+  uint8_t* dest = outputBase_ + line * rowBytes_ + std::size_t{bytesPerPixel_} * 16 * mcuColumn;
+  return RunKernel(dest, workspace);
+}
+
+std::unique_ptr<OutputConverter> MakeOutputConverter(const BitmapHeader& outputFormat) {
+  switch (ClassifyOutputFormat(outputFormat)) {
+    case kOutputClassRgb:
+      return std::make_unique<RgbOutputConverter>();
+    case kOutputClassYuv:
+      return std::make_unique<YuvOutputConverter>();
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace trvx

@@ -1,0 +1,198 @@
+// Decompression through the real Video Compression Manager, against outputs that the
+// native build decoded from the same frames: byte for byte on the plain path, within
+// a level where TRVX_CPU picks a vector path.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "pixel/processor.h"
+#include "support/codec_library.h"
+
+namespace trvx::test {
+namespace {
+
+constexpr LONG kWidth = 720;
+constexpr LONG kHeight = 576;
+// The frame reader scans a fixed window whatever the frame's length: inputs carry padding.
+constexpr std::size_t kInputPadding = 0x10400 + 0x10000 + 64;
+
+std::vector<uint8_t> ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+std::string TestData(const std::string& name) {
+  const char* directory = std::getenv("TRVX_TESTDATA");
+  return std::string(directory != nullptr ? directory : ".") + "\\" + name;
+}
+
+struct OutputFormat {
+  const char* name;
+  DWORD compression;
+  WORD bitCount;
+  bool isRgb;
+};
+
+const OutputFormat kOutputFormats[] = {
+    {"rgb24", BI_RGB, 24, true},
+    {"rgb32", BI_RGB, 32, true},
+    {"uyvy", mmioFOURCC('U', 'Y', 'V', 'Y'), 16, false},
+    {"yuy2", mmioFOURCC('Y', 'U', 'Y', '2'), 16, false},
+    {"yvyu", mmioFOURCC('Y', 'V', 'Y', 'U'), 16, false},
+    {"y16", mmioFOURCC('Y', '1', '6', 0), 16, false},
+};
+
+BITMAPINFOHEADER Header(DWORD compression, WORD bitCount) {
+  BITMAPINFOHEADER header = {};
+  header.biSize = sizeof header;
+  header.biWidth = kWidth;
+  header.biHeight = kHeight;
+  header.biPlanes = 1;
+  header.biBitCount = bitCount;
+  header.biCompression = compression;
+  header.biSizeImage = kWidth * kHeight * bitCount / 8;
+  return header;
+}
+
+// The references come from the plain path. The vector paths keep four fractional
+// bits through the transform and round where the plain path truncates: packed YUV
+// then differs by a level at most, RGB (three products of those samples) by three.
+int AllowedDifference(const OutputFormat& format) {
+  switch (DetectProcessor()) {
+    case kProcessorAmdMmx:
+    case kProcessorIntelMmx:
+    case kProcessorIntelSse:
+    case kProcessorIntelSse2:
+    case kProcessorAmdMmxExtensions:
+    case kProcessorAmdSse:
+      return format.isRgb ? 3 : 1;
+    default:
+      return 0;
+  }
+}
+
+// The field-order swap moves the picture up one line, wrapping the top line round.
+std::vector<uint8_t> SwappedFields(const std::vector<uint8_t>& picture, bool isRgb) {
+  const std::size_t rowBytes = picture.size() / kHeight;
+  std::vector<uint8_t> swapped(picture.size());
+  for (LONG row = 0; row < kHeight; ++row) {
+    // Rows in memory: bottom-up for RGB, top-down for packed YUV.
+    const LONG from = isRgb ? (row + kHeight - 1) % kHeight : (row + 1) % kHeight;
+    std::memcpy(&swapped[row * rowBytes], &picture[from * rowBytes], rowBytes);
+  }
+  return swapped;
+}
+
+int MaxDifference(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+  int worst = 0;
+  for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) worst = std::max(worst, std::abs(a[i] - b[i]));
+  return worst;
+}
+
+class VcmDecompress : public testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    frame_ = ReadFile(TestData(GetParam()));
+    ASSERT_FALSE(frame_.empty()) << "test frame missing: " << TestData(GetParam());
+    frame_.resize(frame_.size() + kInputPadding, 0);
+    ASSERT_TRUE(InstallCodec());
+    codec_ = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_DECOMPRESS);
+    ASSERT_NE(codec_, nullptr);
+  }
+  void TearDown() override { ICClose(codec_); }
+
+  void SetChangeFieldsOrder(uint32_t value) {
+    static uint8_t state[8264];
+    ICGetState(codec_, state, sizeof state);
+    std::memcpy(state + 4, &value, sizeof value);
+    ICSetState(codec_, state, sizeof state);
+  }
+
+  std::vector<uint8_t> Decode(const OutputFormat& format, DWORD fourCc = mmioFOURCC('T', 'R', 'V', 'X')) {
+    BITMAPINFOHEADER input = Header(fourCc, 24);
+    input.biSizeImage = static_cast<DWORD>(frame_.size());
+    BITMAPINFOHEADER output = Header(format.compression, format.bitCount);
+    std::vector<uint8_t> picture(output.biSizeImage, 0xCD);
+    EXPECT_EQ(ICDecompressBegin(codec_, &input, &output), ICERR_OK) << format.name;
+    EXPECT_EQ(ICDecompress(codec_, 0, &input, frame_.data(), &output, picture.data()), ICERR_OK) << format.name;
+    EXPECT_EQ(ICDecompressEnd(codec_), ICERR_OK);
+    return picture;
+  }
+
+  HIC codec_ = nullptr;
+  std::vector<uint8_t> frame_;
+};
+
+TEST_P(VcmDecompress, EveryOutputFormatMatchesTheNativeDecode) {
+  for (const OutputFormat& format : kOutputFormats) {
+    const std::vector<uint8_t> expected = ReadFile(TestData(std::string("photo_720x576.") + format.name + ".ref"));
+    ASSERT_EQ(expected.size(), static_cast<std::size_t>(kWidth * kHeight * format.bitCount / 8)) << format.name;
+    EXPECT_LE(MaxDifference(Decode(format), expected), AllowedDifference(format)) << format.name;
+
+    SetChangeFieldsOrder(1);
+    EXPECT_LE(MaxDifference(Decode(format), SwappedFields(expected, format.isRgb)), AllowedDifference(format))
+        << format.name << " with the field order swapped";
+    // Only the value 1 swaps on the way out.
+    SetChangeFieldsOrder(2);
+    EXPECT_LE(MaxDifference(Decode(format), expected), AllowedDifference(format)) << format.name;
+    SetChangeFieldsOrder(0);
+  }
+}
+
+TEST_P(VcmDecompress, OtherListedFourCcsDecodeTheSame) {
+  const OutputFormat& format = kOutputFormats[1];
+  const std::vector<uint8_t> asTrvx = Decode(format);
+  EXPECT_EQ(Decode(format, mmioFOURCC('m', 'j', 'p', 'g')), asTrvx);
+  BITMAPINFOHEADER foreign = Header(mmioFOURCC('A', 'V', 'R', 'n'), 24);
+  BITMAPINFOHEADER output = Header(format.compression, format.bitCount);
+  EXPECT_EQ(ICDecompressQuery(codec_, &foreign, &output), ICERR_BADFORMAT);
+  EXPECT_EQ(ICDecompressBegin(codec_, &foreign, &output), ICERR_OK)
+      << "BEGIN checks sizes and the output only; the FourCC list is the query's business";
+  ICDecompressEnd(codec_);
+}
+
+TEST_P(VcmDecompress, SessionLifecycleIsForgiving) {
+  const OutputFormat& format = kOutputFormats[0];
+  BITMAPINFOHEADER input = Header(FourCc("TRVX"), 24);
+  BITMAPINFOHEADER output = Header(format.compression, format.bitCount);
+  std::vector<uint8_t> picture(output.biSizeImage);
+  EXPECT_EQ(ICDecompress(codec_, 0, &input, frame_.data(), &output, picture.data()), ICERR_ERROR)
+      << "a frame before BEGIN";
+  EXPECT_EQ(ICDecompressBegin(codec_, &input, &output), ICERR_OK);
+  EXPECT_EQ(ICDecompressBegin(codec_, &input, &output), ICERR_OK) << "BEGIN twice";
+  EXPECT_EQ(ICDecompress(codec_, 0, &input, frame_.data(), &output, picture.data()), ICERR_OK);
+  EXPECT_EQ(ICDecompressEnd(codec_), ICERR_OK);
+  EXPECT_EQ(ICDecompressEnd(codec_), ICERR_OK) << "END twice";
+
+  // Many sessions leave no handles behind.
+  DWORD handlesBefore = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &handlesBefore);
+  for (int cycle = 0; cycle < 1000; ++cycle) {
+    ICDecompressBegin(codec_, &input, &output);
+    ICDecompress(codec_, 0, &input, frame_.data(), &output, picture.data());
+    ICDecompressEnd(codec_);
+  }
+  DWORD handlesAfter = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &handlesAfter);
+  EXPECT_LE(handlesAfter, handlesBefore + 2);
+}
+
+// The one-processor runs hide the second processor from Wine; make sure they did.
+TEST(VcmDecompressSetup, SystemReportsTheProcessorCountTheRunAsksFor) {
+  const char* expected = std::getenv("TRVX_EXPECT_PROCESSORS");
+  if (expected == nullptr) GTEST_SKIP() << "no processor count asked for";
+  SYSTEM_INFO info;
+  GetSystemInfo(&info);
+  EXPECT_EQ(info.dwNumberOfProcessors, static_cast<DWORD>(std::atoi(expected)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Frames, VcmDecompress,
+                         testing::Values("photo_720x576.trvx", "photo_720x576_noapp.trvx"));
+
+}  // namespace
+}  // namespace trvx::test

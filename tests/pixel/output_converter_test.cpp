@@ -1,0 +1,447 @@
+#include "pixel/output_converter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "pixel/memory_routines.h"
+#include "pixel/processor.h"
+#include "platform/fault_guard.h"
+#include "settings/settings_record.h"
+
+namespace trvx {
+namespace {
+
+#if defined(__i386__) || defined(__x86_64__)
+constexpr bool kVectorKernelsBuilt = true;
+#else
+constexpr bool kVectorKernelsBuilt = false;
+#endif
+
+constexpr uint32_t kUyvy = MakeFourCc('U', 'Y', 'V', 'Y');
+constexpr uint32_t kYuy2 = MakeFourCc('Y', 'U', 'Y', '2');
+constexpr uint32_t kYvyu = MakeFourCc('Y', 'V', 'Y', 'U');
+
+struct OutputFormat {
+  const char* name;
+  uint16_t bitCount;
+  uint32_t compression;
+};
+
+const OutputFormat kFormats[] = {
+    {"RGB24", 24, 0},     {"RGB32", 32, 0},     {"UYVY", 16, kUyvy},
+    {"YUY2", 16, kYuy2},  {"YVYU", 16, kYvyu},  {"Y16", 16, kY16FourCc},
+};
+
+BitmapHeader Header(const OutputFormat& format) {
+  BitmapHeader header{};
+  header.size = sizeof header;
+  header.bitCount = format.bitCount;
+  header.compression = format.compression;
+  return header;
+}
+
+FrameDescription Picture(uint32_t width, uint32_t fieldHeight, uint8_t fieldCount) {
+  FrameDescription description;
+  description.fieldCount = fieldCount;
+  const uint8_t sampling[kSamplingFactorCount] = {2, 1, 1, 1, 1, 1};
+  std::memcpy(description.sampling, sampling, sizeof sampling);
+  description.width = width;
+  description.height = fieldHeight;
+  return description;
+}
+
+// Deterministic on every standard library, unlike the distributions.
+struct Lcg {
+  uint32_t state;
+  int Next(int low, int high) {
+    state = state * 1664525u + 1013904223u;
+    return low + static_cast<int>((state >> 8) % static_cast<uint32_t>(high - low + 1));
+  }
+};
+
+// Plain-path samples of one MCU; whole levels are multiples of 8.
+std::vector<int16_t> RandomMcu(Lcg& random, bool wholeLevels) {
+  std::vector<int16_t> samples(256);
+  for (auto& s : samples) {
+    s = static_cast<int16_t>(wholeLevels ? 8 * random.Next(-128, 127) : random.Next(-1100, 1100));
+  }
+  return samples;
+}
+
+// A two-field picture of 3 x 2 MCUs per field, every MCU random. Vector paths get the
+// same picture at their own scale (x 16 instead of x 8). MCUs go right to left, bottom
+// to top, so a kernel that writes past its 16 pixels spoils a neighbour already written.
+std::vector<uint8_t> Render(const OutputFormat& format, int32_t flag, bool wholeLevels) {
+  constexpr uint32_t kColumns = 3, kRows = 2;
+  const FrameDescription picture = Picture(16 * kColumns, 8 * kRows, 2);
+  std::vector<uint8_t> buffer(std::size_t{format.bitCount} / 8 * picture.width * 8 * kRows * 2, 0xEE);
+  auto converter = MakeOutputConverter(Header(format));
+  EXPECT_EQ(converter->Setup(buffer.data(), Header(format), picture, flag), 0);
+  const int scale = flag == kProcessorPlain ? 1 : 2;
+  McuWorkspace workspace;
+  EXPECT_TRUE(workspace.Allocate());
+  Lcg random{12345};
+  for (uint8_t field = 0; field < 2; ++field) {
+    FrameDescription description = picture;
+    description.fieldIndex = field;
+    for (uint32_t row = kRows; row-- > 0;) {
+      for (uint32_t column = kColumns; column-- > 0;) {
+        const auto samples = RandomMcu(random, wholeLevels);
+        for (int i = 0; i < 256; ++i) workspace.coefficients[i] = static_cast<int16_t>(samples[i] * scale);
+        EXPECT_EQ(converter->Convert(description, workspace, column, row), 0);
+      }
+    }
+  }
+  if (flag != kProcessorPlain) ClearMmxState();
+  return buffer;
+}
+
+int MaxDifference(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+  int worst = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) worst = std::max(worst, std::abs(a[i] - b[i]));
+  return worst;
+}
+
+// One flag of each vector group: MMX, SSE, SSE2.
+const int32_t kVectorFlags[] = {kProcessorIntelMmx, kProcessorIntelSse, kProcessorIntelSse2};
+
+TEST(OutputVariants, YuvVectorKernelsMatchPlainExactly) {
+  if (!kVectorKernelsBuilt) GTEST_SKIP() << "no vector kernels on this processor";
+  for (const auto& format : kFormats) {
+    if (format.bitCount != 16) continue;
+    for (bool wholeLevels : {true, false}) {
+      const auto plain = Render(format, kProcessorPlain, wholeLevels);
+      for (int32_t flag : kVectorFlags) {
+        EXPECT_EQ(Render(format, flag, wholeLevels), plain) << format.name << " flag " << flag;
+      }
+    }
+  }
+}
+
+// Measured over 200000 random MCUs: at most 1 level on whole-level samples (about one
+// byte in eleven differs) and 2 on samples with fractions, which the plain path rounds
+// to a level before the matrix. The vector paths share their arithmetic exactly.
+TEST(OutputVariants, RgbVectorKernelsStayCloseToPlain) {
+  if (!kVectorKernelsBuilt) GTEST_SKIP() << "no vector kernels on this processor";
+  for (const auto& format : kFormats) {
+    if (format.bitCount == 16) continue;
+    for (bool wholeLevels : {true, false}) {
+      const auto plain = Render(format, kProcessorPlain, wholeLevels);
+      const auto sse2 = Render(format, kProcessorIntelSse2, wholeLevels);
+      for (int32_t flag : kVectorFlags) {
+        const auto vector = Render(format, flag, wholeLevels);
+        EXPECT_EQ(vector, sse2) << format.name << " flag " << flag;
+        EXPECT_LE(MaxDifference(vector, plain), wholeLevels ? 1 : 2) << format.name << " flag " << flag;
+        if (format.bitCount == 32) {
+          for (std::size_t i = 3; i < vector.size(); i += 4) ASSERT_EQ(vector[i], 0) << format.name;
+        }
+      }
+    }
+  }
+}
+
+// Runs one plain kernel over one MCU whose every Y, Cb and Cr sample is given.
+std::vector<uint8_t> ConvertFlat(OutputKernel kernel, int bytesPerPixel, int16_t y, int16_t cb, int16_t cr) {
+  alignas(16) int16_t samples[256];
+  std::fill(samples, samples + 128, y);
+  std::fill(samples + 128, samples + 192, cb);
+  std::fill(samples + 192, samples + 256, cr);
+  const uint32_t rowBytes = 16 * bytesPerPixel;
+  std::vector<uint8_t> out(8 * rowBytes, 0xEE);
+  // RGB kernels walk upwards from the last line, YUV kernels downwards from the first.
+  const bool rgb = bytesPerPixel != 2;
+  EXPECT_EQ(kernel(out.data() + (rgb ? 7 * rowBytes : 0), samples, rowBytes), 0);
+  return out;
+}
+
+TEST(OutputPlainKernels, RgbLevelsAndClamping) {
+  struct Case {
+    int16_t y, cb, cr;
+    uint8_t b, g, r;
+  };
+  const Case cases[] = {
+      {0, 0, 0, 130, 130, 130},                  // mid grey: the luma offset alone
+      {8 * (16 - 128), 0, 0, 0, 0, 0},           // studio black
+      {8 * (235 - 128), 0, 0, 255, 255, 255},    // studio white
+      {8 * (81 - 128), 8 * (90 - 128), 8 * (240 - 128), 0, 0, 254},  // studio red
+      {1016, 0, 1016, 255, 175, 255},            // R would be 481, B 278
+      {-1024, 1016, 0, 238, 0, 0},               // G and R far below 0
+      {-4, 0, 0, 130, 130, 130},                 // descaling rounds halves upwards
+      {-5, 0, 0, 129, 129, 129},
+  };
+  for (const auto& c : cases) {
+    const auto rgb24 = ConvertFlat(OutputRgb24Plain, 3, c.y, c.cb, c.cr);
+    const auto rgb32 = ConvertFlat(OutputRgb32Plain, 4, c.y, c.cb, c.cr);
+    for (int pixel = 0; pixel < 128; ++pixel) {
+      const uint8_t expected[4] = {c.b, c.g, c.r, 0};
+      ASSERT_EQ(0, std::memcmp(&rgb24[3 * pixel], expected, 3)) << "y " << c.y << " pixel " << pixel;
+      ASSERT_EQ(0, std::memcmp(&rgb32[4 * pixel], expected, 4)) << "y " << c.y << " pixel " << pixel;
+    }
+  }
+}
+
+TEST(OutputPlainKernels, YuvLevelsAndClamping) {
+  struct Case {
+    int16_t sample;
+    uint8_t level;
+  };
+  const Case cases[] = {{0, 128}, {3, 128}, {4, 129}, {-4, 128}, {-5, 127},
+                        {1016, 255}, {1100, 255}, {-1024, 0}, {-1100, 0}};
+  for (const auto& c : cases) {
+    const auto out = ConvertFlat(OutputY16Plain, 2, c.sample, c.sample, c.sample);
+    for (uint8_t byte : out) ASSERT_EQ(byte, c.level) << "sample " << c.sample;
+  }
+}
+
+// One MCU row of 16 pixels of the packed formats, Y rising along the row.
+TEST(OutputPlainKernels, PackedByteOrders) {
+  alignas(16) int16_t samples[256];
+  for (int row = 0; row < 8; ++row) {
+    for (int x = 0; x < 8; ++x) {
+      samples[row * 8 + x] = static_cast<int16_t>(8 * (x - 128 + 1));        // Y 1..8
+      samples[64 + row * 8 + x] = static_cast<int16_t>(8 * (x - 128 + 9));   // Y 9..16
+      samples[128 + row * 8 + x] = static_cast<int16_t>(8 * (x - 128 + 101));  // Cb 101..108
+      samples[192 + row * 8 + x] = static_cast<int16_t>(8 * (x - 128 + 201));  // Cr 201..208
+    }
+  }
+  struct Case {
+    OutputKernel kernel;
+    int y0, u, y1, v;
+  };
+  const Case cases[] = {{OutputUyvyPlain, 1, 0, 3, 2}, {OutputYuy2Plain, 0, 1, 2, 3}, {OutputYvyuPlain, 0, 3, 2, 1}};
+  for (const auto& c : cases) {
+    uint8_t out[8 * 32];
+    c.kernel(out, samples, 32);
+    for (int row = 0; row < 8; ++row) {
+      for (int pair = 0; pair < 8; ++pair) {
+        const uint8_t* p = out + row * 32 + 4 * pair;
+        EXPECT_EQ(p[c.y0], 2 * pair + 1);
+        EXPECT_EQ(p[c.y1], 2 * pair + 2);
+        EXPECT_EQ(p[c.u], 101 + pair);
+        EXPECT_EQ(p[c.v], 201 + pair);
+      }
+    }
+  }
+  uint8_t blocked[8 * 32];
+  OutputY16Plain(blocked, samples, 32);
+  for (int row = 0; row < 8; ++row) {
+    for (int x = 0; x < 8; ++x) {
+      EXPECT_EQ(blocked[row * 32 + x], 1 + x);
+      EXPECT_EQ(blocked[row * 32 + 8 + x], 9 + x);
+      EXPECT_EQ(blocked[row * 32 + 16 + x], 101 + x);
+      EXPECT_EQ(blocked[row * 32 + 24 + x], 201 + x);
+    }
+  }
+}
+
+// The vector kernels' own arithmetic at the extremes, where saturation matters.
+TEST(OutputVectorKernels, ClampAtBothEnds) {
+  if (!kVectorKernelsBuilt) GTEST_SKIP() << "no vector kernels on this processor";
+  const OutputKernel rgb[] = {OutputRgb32Mmx, OutputRgb32Sse, OutputRgb32Sse2};
+  const OutputKernel yuv[] = {OutputY16Mmx, OutputY16Sse, OutputY16Sse2};
+  for (int k = 0; k < 3; ++k) {
+    const auto white = ConvertFlat(rgb[k], 4, 2032, 0, 2032);  // R above 255
+    const auto dark = ConvertFlat(rgb[k], 4, -2048, 2032, 0);  // G below 0
+    const auto top = ConvertFlat(yuv[k], 2, 4000, 4000, 4000);
+    const auto bottom = ConvertFlat(yuv[k], 2, -4000, -4000, -4000);
+    ClearMmxState();
+    EXPECT_EQ(white[2], 255) << k;
+    EXPECT_EQ(dark[1], 0) << k;
+    EXPECT_TRUE(std::all_of(top.begin(), top.end(), [](uint8_t b) { return b == 255; })) << k;
+    EXPECT_TRUE(std::all_of(bottom.begin(), bottom.end(), [](uint8_t b) { return b == 0; })) << k;
+  }
+}
+
+// Places MCUs whose luma tells field, MCU and row apart, and checks where each row
+// landed: picture line 2 x (8 x mcuRow + row) + field, bottom-up for RGB.
+TEST(OutputConverterPlacement, FieldsInterleaveAndMcusLandInPlace) {
+  constexpr uint32_t kColumns = 2, kRows = 2;
+  const FrameDescription picture = Picture(16 * kColumns, 8 * kRows, 2);
+  const uint32_t lines = 2 * 8 * kRows;
+  const OutputFormat formats[] = {kFormats[0], kFormats[1], kFormats[5]};
+  for (const auto& format : formats) {
+    const uint32_t bytesPerPixel = format.bitCount / 8;
+    const uint32_t rowBytes = bytesPerPixel * picture.width;
+    std::vector<uint8_t> buffer(rowBytes * lines, 0xEE);
+    auto converter = MakeOutputConverter(Header(format));
+    ASSERT_EQ(converter->Setup(buffer.data(), Header(format), picture, kProcessorPlain), 0);
+    McuWorkspace workspace;
+    ASSERT_TRUE(workspace.Allocate());
+    // Grey luma level 40 + 16 x field + 8 x mcu + row (mcu = 2 x mcuRow + column).
+    auto level = [](uint32_t field, uint32_t column, uint32_t row, int line) {
+      return static_cast<int>(40 + 16 * field + 8 * (2 * row + column) + line);
+    };
+    for (uint32_t field = 0; field < 2; ++field) {
+      FrameDescription description = picture;
+      description.fieldIndex = static_cast<uint8_t>(field);
+      for (uint32_t row = 0; row < kRows; ++row) {
+        for (uint32_t column = 0; column < kColumns; ++column) {
+          std::fill(workspace.coefficients, workspace.coefficients + 256, 0);
+          for (int line = 0; line < 8; ++line) {
+            for (int x = 0; x < 8; ++x) {
+              const auto s = static_cast<int16_t>(8 * (level(field, column, row, line) - 128));
+              workspace.coefficients[line * 8 + x] = s;
+              workspace.coefficients[64 + line * 8 + x] = s;
+            }
+          }
+          ASSERT_EQ(converter->Convert(description, workspace, column, row), 0);
+        }
+      }
+    }
+    for (uint32_t field = 0; field < 2; ++field) {
+      for (uint32_t row = 0; row < kRows; ++row) {
+        for (uint32_t column = 0; column < kColumns; ++column) {
+          for (int line = 0; line < 8; ++line) {
+            const uint32_t pictureLine = 2 * (8 * row + line) + field;
+            const uint32_t bufferLine = format.bitCount == 16 ? pictureLine : lines - 1 - pictureLine;
+            const int y = level(field, column, row, line);
+            // Grey through the matrix; the level itself for the blocked YUV layout.
+            const int expected = format.bitCount == 16
+                                     ? y
+                                     : std::clamp((76283 * (y - 128) + 8576464) >> 16, 0, 255);
+            const uint8_t* first = buffer.data() + bufferLine * rowBytes + 16 * bytesPerPixel * column;
+            const uint32_t lumaBytes = format.bitCount == 16 ? 16 : 16 * bytesPerPixel;
+            for (uint32_t i = 0; i < lumaBytes; ++i) {
+              if (bytesPerPixel == 4 && i % 4 == 3) continue;
+              ASSERT_EQ(first[i], expected) << format.name << " field " << field << " mcu " << column
+                                            << "," << row << " line " << line << " byte " << i;
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(OutputConverterPlacement, BadFieldIndexFaultsOnPurpose) {
+  const FrameDescription picture = Picture(16, 8, 2);
+  std::vector<uint8_t> buffer(16 * 4 * 16);
+  for (const auto& format : {kFormats[1], kFormats[2]}) {
+    auto converter = MakeOutputConverter(Header(format));
+    ASSERT_EQ(converter->Setup(buffer.data(), Header(format), picture, kProcessorPlain), 0);
+    McuWorkspace workspace;
+    ASSERT_TRUE(workspace.Allocate());
+    FrameDescription description = picture;
+    description.fieldIndex = 2;
+    EXPECT_EQ(RunGuarded([&]() -> int32_t { return converter->Convert(description, workspace, 0, 0); }),
+              kFaultResult)
+        << format.name;
+  }
+}
+
+TEST(OutputConverterFormats, ClassifierAcceptsAnyCaseAndFactoryFollowsIt) {
+  struct Case {
+    uint32_t compression;
+    int32_t expected;
+  };
+  const Case cases[] = {
+      {0, kOutputClassRgb},
+      {kUyvy, kOutputClassYuv},
+      {kYuy2, kOutputClassYuv},
+      {kYvyu, kOutputClassYuv},
+      {kY16FourCc, kOutputClassYuv},
+      {MakeFourCc('y', 'u', 'y', '2'), kOutputClassYuv},
+      {MakeFourCc('u', 'Y', 'v', 'y'), kOutputClassYuv},
+      {MakeFourCc('y', '1', '6', 0), kOutputClassYuv},
+      {MakeFourCc('Y', '1', '6', ' '), kOutputClassRefused},
+      {3, kOutputClassRefused},  // BI_BITFIELDS
+      {kMjpgFourCc, kOutputClassRefused},
+      {MakeFourCc('Y', 'V', '1', '2'), kOutputClassRefused},
+  };
+  for (const auto& c : cases) {
+    BitmapHeader header{};
+    header.compression = c.compression;
+    EXPECT_EQ(ClassifyOutputFormat(header), c.expected) << std::hex << c.compression;
+    const auto converter = MakeOutputConverter(header);
+    switch (c.expected) {
+      case kOutputClassRgb:
+        EXPECT_NE(dynamic_cast<RgbOutputConverter*>(converter.get()), nullptr);
+        break;
+      case kOutputClassYuv:
+        EXPECT_NE(dynamic_cast<YuvOutputConverter*>(converter.get()), nullptr);
+        break;
+      default:
+        EXPECT_EQ(converter, nullptr) << std::hex << c.compression;
+    }
+  }
+}
+
+TEST(OutputConverterFormats, KernelChoiceFollowsWholeFlagValues) {
+  struct Case {
+    int32_t flag;
+    OutputKernel rgb24, rgb32, yuy2;
+  };
+  const Case cases[] = {
+      {0, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},
+      {2, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},
+      {159, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},  // AMD with SSE2: plain
+      {7, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},
+      {1, OutputRgb24Mmx, OutputRgb32Mmx, OutputYuy2Mmx},
+      {3, OutputRgb24Mmx, OutputRgb32Mmx, OutputYuy2Mmx},
+      {15, OutputRgb24Sse, OutputRgb32Sse, OutputYuy2Sse},
+      {135, OutputRgb24Sse, OutputRgb32Sse, OutputYuy2Sse},
+      {143, OutputRgb24Sse, OutputRgb32Sse, OutputYuy2Sse},
+      {31, OutputRgb24Sse2, OutputRgb32Sse2, OutputYuy2Sse2},
+  };
+  const FrameDescription picture = Picture(16, 8, 1);
+  uint8_t buffer[16 * 8 * 4];
+  for (const auto& c : cases) {
+    RgbOutputConverter rgb;
+    YuvOutputConverter yuv;
+    EXPECT_EQ(rgb.Setup(buffer, Header(kFormats[0]), picture, c.flag), 0);
+    EXPECT_EQ(rgb.kernel(), c.rgb24) << c.flag;
+    EXPECT_EQ(rgb.Setup(buffer, Header(kFormats[1]), picture, c.flag), 0);
+    EXPECT_EQ(rgb.kernel(), c.rgb32) << c.flag;
+    EXPECT_EQ(yuv.Setup(buffer, Header(kFormats[3]), picture, c.flag), 0);
+    EXPECT_EQ(yuv.kernel(), c.yuy2) << c.flag;
+  }
+  EXPECT_EQ(SelectYuvOutputKernel(3, kUyvy), OutputUyvyMmx);
+  EXPECT_EQ(SelectYuvOutputKernel(15, kYvyu), OutputYvyuSse);
+  EXPECT_EQ(SelectYuvOutputKernel(31, kY16FourCc), OutputY16Sse2);
+}
+
+// Setups that succeed without a kernel, and the one that fails; Convert then refuses.
+TEST(OutputConverterFormats, SetupWithoutKernel) {
+  uint8_t buffer[16 * 8 * 4] = {};
+  McuWorkspace workspace;
+  ASSERT_TRUE(workspace.Allocate());
+  const FrameDescription good = Picture(16, 8, 1);
+
+  RgbOutputConverter rgb;
+  BitmapHeader rgb16 = Header(kFormats[0]);
+  rgb16.bitCount = 16;
+  EXPECT_EQ(rgb.Setup(buffer, rgb16, good, kProcessorPlain), 0);
+  EXPECT_EQ(rgb.kernel(), nullptr);
+  EXPECT_EQ(rgb.Convert(good, workspace, 0, 0), kOutputNoKernel);
+
+  for (const uint8_t sampling : {0, 1}) {
+    FrameDescription other = good;
+    // 4:4:4, then 4:2:0.
+    const uint8_t factors[2][kSamplingFactorCount] = {{1, 1, 1, 1, 1, 1}, {2, 2, 1, 1, 1, 1}};
+    std::memcpy(other.sampling, factors[sampling], kSamplingFactorCount);
+    EXPECT_EQ(rgb.Setup(buffer, Header(kFormats[1]), good, kProcessorPlain), 0);
+    ASSERT_NE(rgb.kernel(), nullptr);
+    EXPECT_EQ(rgb.Setup(buffer, Header(kFormats[1]), other, kProcessorPlain), 0);
+    EXPECT_EQ(rgb.kernel(), nullptr) << "sampling " << int{sampling};
+  }
+
+  YuvOutputConverter yuv;
+  BitmapHeader lowerCase = Header(kFormats[3]);
+  lowerCase.compression = MakeFourCc('y', 'u', 'y', '2');
+  EXPECT_EQ(yuv.Setup(buffer, lowerCase, good, kProcessorPlain), 0);
+  EXPECT_EQ(yuv.kernel(), nullptr);
+  EXPECT_EQ(yuv.Convert(good, workspace, 0, 0), kOutputNoKernel);
+
+  BitmapHeader deep = Header(kFormats[3]);
+  deep.bitCount = 24;
+  EXPECT_EQ(yuv.Setup(buffer, deep, good, kProcessorPlain), kOutputSetupFailed);
+  EXPECT_EQ(static_cast<uint32_t>(kOutputSetupFailed), 0x80004005u);
+}
+
+}  // namespace
+}  // namespace trvx

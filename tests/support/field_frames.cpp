@@ -1,0 +1,391 @@
+#include "support/field_frames.h"
+
+#include <turbojpeg.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+namespace trvx::test {
+
+namespace {
+
+const char* const kPhotoDirectory = "/usr/share/backgrounds/mate/nature/";
+// Sharp, saturated pictures first: petals and grass give large AC and chroma values.
+const char* const kPhotoNames[] = {"Garden.jpg",   "RainDrops.jpg", "YellowFlower.jpg", "Blinds.jpg",
+                                   "TwoWings.jpg", "Wood.jpg",      "Aqua.jpg",         "Storm.jpg",
+                                   "LadyBird.jpg", "Dune.jpg",      "FreshFlower.jpg",  "GreenMeadow.jpg"};
+
+// The typical Huffman tables as ISO/IEC 10918-1 lists them: 16 code-length counts,
+// then the symbols. Written out here rather than taken from the codec, so that a slip
+// on either side shows.
+struct TypicalTable {
+  uint8_t classAndId;
+  uint8_t counts[16];
+  std::vector<uint8_t> symbols;
+};
+
+const TypicalTable& TypicalTableFor(uint8_t classAndId, bool& found) {
+  static const TypicalTable tables[] = {
+      {0x00, {0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
+      {0x01, {0, 3, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
+      {0x10,
+       {0, 2, 1, 3, 3, 2, 4, 3, 5, 5, 4, 4, 0, 0, 1, 0x7d},
+       {0x01, 0x02, 0x03, 0x00, 0x04, 0x11, 0x05, 0x12, 0x21, 0x31, 0x41, 0x06, 0x13, 0x51, 0x61, 0x07, 0x22, 0x71,
+        0x14, 0x32, 0x81, 0x91, 0xa1, 0x08, 0x23, 0x42, 0xb1, 0xc1, 0x15, 0x52, 0xd1, 0xf0, 0x24, 0x33, 0x62, 0x72,
+        0x82, 0x09, 0x0a, 0x16, 0x17, 0x18, 0x19, 0x1a, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2a, 0x34, 0x35, 0x36, 0x37,
+        0x38, 0x39, 0x3a, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48, 0x49, 0x4a, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58, 0x59,
+        0x5a, 0x63, 0x64, 0x65, 0x66, 0x67, 0x68, 0x69, 0x6a, 0x73, 0x74, 0x75, 0x76, 0x77, 0x78, 0x79, 0x7a, 0x83,
+        0x84, 0x85, 0x86, 0x87, 0x88, 0x89, 0x8a, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9a, 0xa2, 0xa3,
+        0xa4, 0xa5, 0xa6, 0xa7, 0xa8, 0xa9, 0xaa, 0xb2, 0xb3, 0xb4, 0xb5, 0xb6, 0xb7, 0xb8, 0xb9, 0xba, 0xc2, 0xc3,
+        0xc4, 0xc5, 0xc6, 0xc7, 0xc8, 0xc9, 0xca, 0xd2, 0xd3, 0xd4, 0xd5, 0xd6, 0xd7, 0xd8, 0xd9, 0xda, 0xe1, 0xe2,
+        0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8, 0xe9, 0xea, 0xf1, 0xf2, 0xf3, 0xf4, 0xf5, 0xf6, 0xf7, 0xf8, 0xf9, 0xfa}},
+      {0x11,
+       {0, 2, 1, 2, 4, 4, 3, 4, 7, 5, 4, 4, 0, 1, 2, 0x77},
+       {0x00, 0x01, 0x02, 0x03, 0x11, 0x04, 0x05, 0x21, 0x31, 0x06, 0x12, 0x41, 0x51, 0x07, 0x61, 0x71, 0x13, 0x22,
+        0x32, 0x81, 0x08, 0x14, 0x42, 0x91, 0xa1, 0xb1, 0xc1, 0x09, 0x23, 0x33, 0x52, 0xf0, 0x15, 0x62, 0x72, 0xd1,
+        0x0a, 0x16, 0x24, 0x34, 0xe1, 0x25, 0xf1, 0x17, 0x18, 0x19, 0x1a, 0x26, 0x27, 0x28, 0x29, 0x2a, 0x35, 0x36,
+        0x37, 0x38, 0x39, 0x3a, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48, 0x49, 0x4a, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58,
+        0x59, 0x5a, 0x63, 0x64, 0x65, 0x66, 0x67, 0x68, 0x69, 0x6a, 0x73, 0x74, 0x75, 0x76, 0x77, 0x78, 0x79, 0x7a,
+        0x82, 0x83, 0x84, 0x85, 0x86, 0x87, 0x88, 0x89, 0x8a, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9a,
+        0xa2, 0xa3, 0xa4, 0xa5, 0xa6, 0xa7, 0xa8, 0xa9, 0xaa, 0xb2, 0xb3, 0xb4, 0xb5, 0xb6, 0xb7, 0xb8, 0xb9, 0xba,
+        0xc2, 0xc3, 0xc4, 0xc5, 0xc6, 0xc7, 0xc8, 0xc9, 0xca, 0xd2, 0xd3, 0xd4, 0xd5, 0xd6, 0xd7, 0xd8, 0xd9, 0xda,
+        0xe2, 0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8, 0xe9, 0xea, 0xf2, 0xf3, 0xf4, 0xf5, 0xf6, 0xf7, 0xf8, 0xf9, 0xfa}},
+  };
+  for (const TypicalTable& table : tables) {
+    if (table.classAndId == classAndId) {
+      found = true;
+      return table;
+    }
+  }
+  found = false;
+  return tables[0];
+}
+
+struct TjHandle {
+  explicit TjHandle(tjhandle h) : handle(h) {}
+  ~TjHandle() {
+    if (handle != nullptr) tjDestroy(handle);
+  }
+  TjHandle(const TjHandle&) = delete;
+  TjHandle& operator=(const TjHandle&) = delete;
+  tjhandle handle;
+};
+
+std::vector<uint8_t> ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+unsigned ReadBigEndian16(const std::vector<uint8_t>& bytes, std::size_t at) {
+  return static_cast<unsigned>(bytes[at]) << 8 | bytes[at + 1];
+}
+
+void PutBigEndian16(std::vector<uint8_t>& bytes, unsigned value) {
+  bytes.push_back(static_cast<uint8_t>(value >> 8));
+  bytes.push_back(static_cast<uint8_t>(value));
+}
+
+void PatchBigEndian32(std::vector<uint8_t>& bytes, std::size_t at, std::size_t value) {
+  for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
+}
+
+void Append(std::vector<uint8_t>& to, const std::vector<uint8_t>& from) {
+  to.insert(to.end(), from.begin(), from.end());
+}
+
+// Checks every table of one DHT segment against the typical ones.
+bool DhtHoldsTypicalTables(const std::vector<uint8_t>& segment, std::string& why) {
+  std::size_t at = 4;
+  while (at < segment.size()) {
+    bool found = false;
+    const TypicalTable& typical = TypicalTableFor(segment[at], found);
+    if (!found || at + 17 > segment.size()) {
+      why = "DHT holds an unexpected table class/id";
+      return false;
+    }
+    std::size_t symbolCount = 0;
+    for (int i = 0; i < 16; ++i) {
+      if (segment[at + 1 + i] != typical.counts[i]) {
+        why = "DHT code-length counts differ from the typical tables";
+        return false;
+      }
+      symbolCount += typical.counts[i];
+    }
+    if (symbolCount != typical.symbols.size() || at + 17 + symbolCount > segment.size() ||
+        !std::equal(typical.symbols.begin(), typical.symbols.end(), segment.begin() + at + 17)) {
+      why = "DHT symbols differ from the typical tables";
+      return false;
+    }
+    at += 17 + symbolCount;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string DescribeVariant(const FrameVariant& variant) {
+  std::string text = variant.dht == DhtContent::Strip  ? "no DHT"
+                     : variant.dht == DhtContent::Keep ? "DHT"
+                                                       : "meaningless DHT";
+  if (!variant.applicationSegments) return text + ", no APP0/APP1";
+  return text + (variant.nextFieldOffset ? ", APP1 with offset" : ", APP1 offset 0");
+}
+
+bool DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, FieldReference& out) {
+  TjHandle decoder(tjInitDecompress());
+  if (decoder.handle == nullptr) return false;
+  const int chromaWidth = width / 2;
+  out.y.assign(static_cast<std::size_t>(width) * height, 0);
+  out.cb.assign(static_cast<std::size_t>(chromaWidth) * height, 0);
+  out.cr.assign(static_cast<std::size_t>(chromaWidth) * height, 0);
+  out.bgr.assign(static_cast<std::size_t>(width) * height * 3, 0);
+  unsigned char* planes[3] = {out.y.data(), out.cb.data(), out.cr.data()};
+  int strides[3] = {width, chromaWidth, chromaWidth};
+  if (tjDecompressToYUVPlanes(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()), planes, width,
+                              strides, height, TJFLAG_ACCURATEDCT) != 0) {
+    return false;
+  }
+  return tjDecompress2(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()), out.bgr.data(), width,
+                       width * 3, height, TJPF_BGR, TJFLAG_ACCURATEDCT) == 0;
+}
+
+std::string FieldFrameSource::FindPhoto(int width, int height) {
+  TjHandle decoder(tjInitDecompress());
+  if (decoder.handle == nullptr) return std::string();
+  for (const char* name : kPhotoNames) {
+    const std::string path = std::string(kPhotoDirectory) + name;
+    const std::vector<uint8_t> jpeg = ReadFile(path);
+    int photoWidth = 0, photoHeight = 0, subsampling = 0, colourspace = 0;
+    if (jpeg.empty() || tjDecompressHeader3(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()),
+                                            &photoWidth, &photoHeight, &subsampling, &colourspace) != 0) {
+      continue;
+    }
+    if (photoWidth >= width && photoHeight >= height) return path;
+  }
+  return std::string();
+}
+
+FieldFrameSource::FieldFrameSource(const std::string& photoPath, int width, int height, int quality)
+    : width_(width), height_(height) {
+  if (width <= 0 || height <= 0 || width % 16 != 0 || height % 16 != 0) {
+    error_ = "width and height must be positive multiples of 16";
+    return;
+  }
+  if (!LoadPicture(photoPath)) return;
+  for (int field = 0; field < 2; ++field) {
+    if (!CompressField(field, quality)) return;
+  }
+}
+
+bool FieldFrameSource::LoadPicture(const std::string& photoPath) {
+  const std::vector<uint8_t> jpeg = ReadFile(photoPath);
+  if (jpeg.empty()) {
+    error_ = "cannot read " + photoPath;
+    return false;
+  }
+  TjHandle decoder(tjInitDecompress());
+  int photoWidth = 0, photoHeight = 0, subsampling = 0, colourspace = 0;
+  if (decoder.handle == nullptr ||
+      tjDecompressHeader3(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()), &photoWidth,
+                          &photoHeight, &subsampling, &colourspace) != 0) {
+    error_ = "libjpeg-turbo cannot read the header of " + photoPath;
+    return false;
+  }
+  if (photoWidth < width_ || photoHeight < height_) {
+    error_ = photoPath + " is smaller than the requested picture";
+    return false;
+  }
+  std::vector<uint8_t> photo(static_cast<std::size_t>(photoWidth) * photoHeight * 3);
+  if (tjDecompress2(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()), photo.data(), photoWidth,
+                    photoWidth * 3, photoHeight, TJPF_RGB, TJFLAG_ACCURATEDCT) != 0) {
+    error_ = std::string("libjpeg-turbo cannot decode the photograph: ") + tjGetErrorStr2(decoder.handle);
+    return false;
+  }
+  // Box-average by the largest whole factor that still covers the picture, then take
+  // the middle: small pictures then show the whole scene instead of a flat patch.
+  const int factor = std::max(1, std::min(photoWidth / width_, photoHeight / height_));
+  const int left = (photoWidth / factor - width_) / 2;
+  const int top = (photoHeight / factor - height_) / 2;
+  rgb_.assign(static_cast<std::size_t>(width_) * height_ * 3, 0);
+  for (int y = 0; y < height_; ++y) {
+    for (int x = 0; x < width_; ++x) {
+      for (int c = 0; c < 3; ++c) {
+        int sum = 0;
+        for (int dy = 0; dy < factor; ++dy) {
+          const std::size_t row = static_cast<std::size_t>((top + y) * factor + dy) * photoWidth;
+          for (int dx = 0; dx < factor; ++dx) sum += photo[(row + (left + x) * factor + dx) * 3 + c];
+        }
+        rgb_[(static_cast<std::size_t>(y) * width_ + x) * 3 + c] =
+            static_cast<uint8_t>((sum + factor * factor / 2) / (factor * factor));
+      }
+    }
+  }
+  return true;
+}
+
+bool FieldFrameSource::CompressField(int field, int quality) {
+  const int lines = fieldHeight();
+  const std::size_t rowBytes = static_cast<std::size_t>(width_) * 3;
+  std::vector<uint8_t> fieldRgb(rowBytes * lines);
+  for (int line = 0; line < lines; ++line) {
+    std::copy_n(rgb_.begin() + (2 * line + field) * rowBytes, rowBytes, fieldRgb.begin() + line * rowBytes);
+  }
+  TjHandle encoder(tjInitCompress());
+  if (encoder.handle == nullptr) {
+    error_ = "tjInitCompress failed";
+    return false;
+  }
+  unsigned char* compressed = nullptr;
+  unsigned long compressedSize = 0;
+  if (tjCompress2(encoder.handle, fieldRgb.data(), width_, static_cast<int>(rowBytes), lines, TJPF_RGB, &compressed,
+                  &compressedSize, TJSAMP_422, quality, TJFLAG_ACCURATEDCT) != 0) {
+    error_ = std::string("tjCompress2 failed: ") + tjGetErrorStr2(encoder.handle);
+    tjFree(compressed);
+    return false;
+  }
+  const std::vector<uint8_t> jpeg(compressed, compressed + compressedSize);
+  tjFree(compressed);
+  if (!SplitField(field, jpeg)) return false;
+  // The reference comes from libjpeg-turbo's own stream, untouched by the rewriting.
+  if (!DecodeWithTurboJpeg(jpeg, width_, lines, references_[field])) {
+    error_ = "libjpeg-turbo cannot decode its own field image";
+    return false;
+  }
+  return true;
+}
+
+bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
+  Parts& parts = parts_[field];
+  std::vector<uint8_t> tables[2];
+  if (jpeg.size() < 4 || jpeg[0] != 0xFF || jpeg[1] != 0xD8) {
+    error_ = "the field image does not start with SOI";
+    return false;
+  }
+  std::size_t at = 2;
+  while (true) {
+    if (at + 4 > jpeg.size() || jpeg[at] != 0xFF) {
+      error_ = "malformed segment list in the field image";
+      return false;
+    }
+    const uint8_t code = jpeg[at + 1];
+    const std::size_t end = at + 2 + ReadBigEndian16(jpeg, at + 2);
+    if (end > jpeg.size()) {
+      error_ = "truncated segment in the field image";
+      return false;
+    }
+    const std::vector<uint8_t> segment(jpeg.begin() + at, jpeg.begin() + end);
+    if (code == 0xDB) {
+      for (std::size_t t = 4; t < segment.size(); t += 65) {
+        const uint8_t precisionAndId = segment[t];
+        if (precisionAndId > 1 || t + 65 > segment.size()) {
+          error_ = "DQT holds a 16-bit table or a destination other than 0 and 1";
+          return false;
+        }
+        tables[precisionAndId].assign(segment.begin() + t, segment.begin() + t + 65);
+      }
+    } else if (code == 0xC4) {
+      if (!DhtHoldsTypicalTables(segment, error_)) return false;
+      parts.dhtSegments.push_back(segment);
+    } else if (code == 0xC0) {
+      // The codec reads this layout only: ids 1..3, Y 2x1, chroma 1x1.
+      static const uint8_t kExpected[] = {3, 1, 0x21, 0, 2, 0x11, 1, 3, 0x11, 1};
+      if (segment.size() != 19 || !std::equal(std::begin(kExpected), std::end(kExpected), segment.begin() + 9)) {
+        error_ = "SOF0 is not three-component 4:2:2";
+        return false;
+      }
+      parts.sof = segment;
+    } else if (code == 0xDA) {
+      parts.sos = segment;
+      parts.scan.assign(jpeg.begin() + end, jpeg.end());
+      break;
+    } else if (code == 0xDD) {
+      if (ReadBigEndian16(segment, 4) != 0) {
+        error_ = "libjpeg-turbo wrote restart intervals (TJ_RESTART set?)";
+        return false;
+      }
+    } else if ((code & 0xF0) == 0xC0 && code != 0xC4 && code != 0xC8 && code != 0xCC) {
+      error_ = "the field image is not baseline (TJ_PROGRESSIVE set?)";
+      return false;
+    }
+    // APPn and COM are dropped: the codec's frames carry only its own two.
+    at = end;
+  }
+  if (tables[0].empty() || tables[1].empty() || parts.sof.empty() || parts.dhtSegments.size() != 4) {
+    error_ = "the field image lacks a quantisation table, SOF0 or one of the four Huffman tables";
+    return false;
+  }
+  if (parts.scan.size() < 2 || parts.scan[parts.scan.size() - 2] != 0xFF || parts.scan.back() != 0xD9) {
+    error_ = "the field image does not end with EOI";
+    return false;
+  }
+  parts.dqtTables = tables[0];
+  Append(parts.dqtTables, tables[1]);
+  return true;
+}
+
+std::vector<uint8_t> FieldFrameSource::FieldImage(int field, const FrameVariant& variant,
+                                                  std::size_t nextFieldOffset) const {
+  const Parts& parts = parts_[field];
+  std::vector<uint8_t> out = {0xFF, 0xD8};
+  const std::size_t app0 = out.size();
+  const std::size_t app1 = app0 + 18;
+  if (variant.applicationSegments) {
+    out.insert(out.end(), {0xFF, 0xE0, 0, 16, 'A', 'V', 'I', '1', static_cast<uint8_t>(field + 1), 0});
+    out.resize(out.size() + 8, 0);
+    out.insert(out.end(), {0xFF, 0xE1, 0, 42, 0, 0, 0, 0, 'm', 'j', 'p', 'g'});
+    out.resize(out.size() + 32, 0);
+  }
+  out.insert(out.end(), {0xFF, 0xDD, 0, 4, 0, 0});
+  const std::size_t dqt = out.size();
+  out.insert(out.end(), {0xFF, 0xDB});
+  PutBigEndian16(out, static_cast<unsigned>(2 + parts.dqtTables.size()));
+  Append(out, parts.dqtTables);
+  const std::size_t sof = out.size();
+  Append(out, parts.sof);
+  const std::size_t dht = variant.dht == DhtContent::Strip ? 0 : out.size();
+  uint32_t noise = 0x2545F491u + static_cast<uint32_t>(field);
+  for (const std::vector<uint8_t>& segment : parts.dhtSegments) {
+    if (variant.dht == DhtContent::Strip) break;
+    if (variant.dht == DhtContent::Keep) {
+      Append(out, segment);
+      continue;
+    }
+    // Same length, nonsense tables; no 0xFF, so the marker scans see nothing new.
+    out.insert(out.end(), segment.begin(), segment.begin() + 4);
+    for (std::size_t i = 4; i < segment.size(); ++i) {
+      noise = noise * 1664525u + 1013904223u;
+      out.push_back(static_cast<uint8_t>((noise >> 24) % 0xFF));
+    }
+  }
+  const std::size_t sos = out.size();
+  Append(out, parts.sos);
+  const std::size_t data = out.size();
+  Append(out, parts.scan);
+  if (variant.applicationSegments) {
+    PatchBigEndian32(out, app0 + 10, out.size());
+    PatchBigEndian32(out, app0 + 14, out.size());
+    PatchBigEndian32(out, app1 + 12, out.size());
+    PatchBigEndian32(out, app1 + 16, out.size());
+    PatchBigEndian32(out, app1 + 20, nextFieldOffset);
+    PatchBigEndian32(out, app1 + 24, dqt);
+    PatchBigEndian32(out, app1 + 28, dht);
+    PatchBigEndian32(out, app1 + 32, sof);
+    PatchBigEndian32(out, app1 + 36, sos);
+    PatchBigEndian32(out, app1 + 40, data);
+  }
+  return out;
+}
+
+Frame FieldFrameSource::Build(const FrameVariant& variant) const {
+  Frame frame;
+  const std::size_t firstLength = FieldImage(0, variant, 0).size();
+  frame.bytes = FieldImage(0, variant, variant.nextFieldOffset ? firstLength : 0);
+  Append(frame.bytes, FieldImage(1, variant, 0));
+  frame.firstFieldLength = firstLength;
+  frame.length = frame.bytes.size();
+  frame.bytes.resize(frame.length + kFramePadding, 0);
+  return frame;
+}
+
+}  // namespace trvx::test

@@ -1,0 +1,141 @@
+// Writes photograph frames and their expected decodes for the Windows tests, which
+// have no libjpeg-turbo under Wine. Usage: trvx_make_field_frames OUTPUT_DIRECTORY
+//
+//   photo_720x576.trvx          the codec's layout: APP0, APP1 with the offset, no DHT
+//   photo_720x576_noapp.trvx    no APP0/APP1: field 1 is found after field 0's data
+//   photo_720x576_offset0.trvx  APP1 present but its offset 0
+//   photo_720x576_dht.trvx      libjpeg-turbo's DHT segments kept
+//   photo_64x32.trvx            the codec's layout, four MCUs per field
+//   photo_720x576.FORMAT.ref    the native plain-path decode of photo_720x576.trvx
+//                               (FORMAT: rgb24 rgb32 uyvy yuy2 yvyu y16), whole bitmap
+//   photo_720x576.libjpeg.yuv   libjpeg-turbo's planes: per field Y, Cb, Cr (4:2:2)
+// Frames are written without the padding the decoder's input needs.
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "decoder/decoder_session.h"
+#include "driver/formats.h"
+#include "settings/settings_record.h"
+#include "support/field_frames.h"
+
+namespace {
+
+using trvx::test::DhtContent;
+using trvx::test::FieldFrameSource;
+using trvx::test::Frame;
+using trvx::test::FrameVariant;
+
+bool WriteFile(const std::filesystem::path& path, const uint8_t* data, std::size_t size) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  if (!out) std::fprintf(stderr, "cannot write %s\n", path.string().c_str());
+  return static_cast<bool>(out);
+}
+
+bool WriteFrame(const std::filesystem::path& path, const Frame& frame) {
+  return WriteFile(path, frame.bytes.data(), frame.length);
+}
+
+uint32_t OneProcessor() { return 1; }
+
+// The plain path, whatever this machine's processor: the Windows tests compare byte
+// for byte where they run plain, and within a level elsewhere.
+bool WriteReferenceDecodes(const std::filesystem::path& directory, const std::string& stem,
+                           const FieldFrameSource& source, const Frame& frame) {
+  struct Format {
+    const char* name;
+    uint16_t bitCount;
+    uint32_t compression;
+  };
+  const Format formats[] = {{"rgb24", 24, 0},
+                            {"rgb32", 32, 0},
+                            {"uyvy", 16, trvx::MakeFourCc('U', 'Y', 'V', 'Y')},
+                            {"yuy2", 16, trvx::MakeFourCc('Y', 'U', 'Y', '2')},
+                            {"yvyu", 16, trvx::MakeFourCc('Y', 'V', 'Y', 'U')},
+                            {"y16", 16, trvx::MakeFourCc('Y', '1', '6', 0)}};
+  setenv("TRVX_CPU", "159", 1);
+  for (const Format& format : formats) {
+    const std::size_t imageBytes = static_cast<std::size_t>(source.width()) * source.height() * (format.bitCount / 8);
+    const trvx::BitmapHeader input = {
+        40, source.width(), source.height(), 1, 24, trvx::kCodecFourCc, static_cast<uint32_t>(frame.length), 0, 0, 0,
+        0};
+    const trvx::BitmapHeader output = {40,
+                                       source.width(),
+                                       source.height(),
+                                       1,
+                                       format.bitCount,
+                                       format.compression,
+                                       static_cast<uint32_t>(imageBytes),
+                                       0,
+                                       0,
+                                       0,
+                                       0};
+    std::vector<uint8_t> bits(imageBytes, 0);
+    trvx::DecoderSession session(&OneProcessor);
+    if (session.Begin(&input, &output) != 0 ||
+        session.DecompressFrame(&output, bits.data(), &input, frame.bytes.data()) != 0) {
+      std::fprintf(stderr, "the decoder refused %s into %s\n", stem.c_str(), format.name);
+      return false;
+    }
+    session.End();
+    if (!WriteFile(directory / (stem + "." + format.name + ".ref"), bits.data(), bits.size())) return false;
+  }
+  unsetenv("TRVX_CPU");
+  return true;
+}
+
+bool WriteLibjpegPlanes(const std::filesystem::path& path, const FieldFrameSource& source) {
+  std::vector<uint8_t> planes;
+  for (int field = 0; field < 2; ++field) {
+    const trvx::test::FieldReference& reference = source.reference(field);
+    planes.insert(planes.end(), reference.y.begin(), reference.y.end());
+    planes.insert(planes.end(), reference.cb.begin(), reference.cb.end());
+    planes.insert(planes.end(), reference.cr.begin(), reference.cr.end());
+  }
+  return WriteFile(path, planes.data(), planes.size());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: %s OUTPUT_DIRECTORY\n", argv[0]);
+    return 2;
+  }
+  const std::filesystem::path directory = argv[1];
+  std::error_code error;
+  std::filesystem::create_directories(directory, error);
+  if (error) {
+    std::fprintf(stderr, "cannot create %s: %s\n", argv[1], error.message().c_str());
+    return 1;
+  }
+
+  const std::string photo = FieldFrameSource::FindPhoto(720, 576);
+  if (photo.empty()) {
+    std::fprintf(stderr, "no photograph found: install the mate-backgrounds package\n");
+    return 1;
+  }
+  const FieldFrameSource large(photo, 720, 576, 94);
+  const FieldFrameSource small(photo, 64, 32, 94);
+  for (const FieldFrameSource* source : {&large, &small}) {
+    if (!source->ok()) {
+      std::fprintf(stderr, "%s\n", source->error().c_str());
+      return 1;
+    }
+  }
+
+  const Frame codecLayout = large.Build(FrameVariant{DhtContent::Strip, true, true});
+  const bool written =
+      WriteFrame(directory / "photo_720x576.trvx", codecLayout) &&
+      WriteFrame(directory / "photo_720x576_noapp.trvx", large.Build(FrameVariant{DhtContent::Strip, false, true})) &&
+      WriteFrame(directory / "photo_720x576_offset0.trvx", large.Build(FrameVariant{DhtContent::Strip, true, false})) &&
+      WriteFrame(directory / "photo_720x576_dht.trvx", large.Build(FrameVariant{DhtContent::Keep, true, true})) &&
+      WriteFrame(directory / "photo_64x32.trvx", small.Build(FrameVariant{DhtContent::Strip, true, true})) &&
+      WriteLibjpegPlanes(directory / "photo_720x576.libjpeg.yuv", large) &&
+      WriteReferenceDecodes(directory, "photo_720x576", large, codecLayout);
+  return written ? 0 : 1;
+}
