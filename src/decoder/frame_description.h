@@ -21,13 +21,20 @@ struct FrameDescription {
   // Process-wide AC decoding tables (huffman_decoding_tables.h): luminance first and
   // second level, then chrominance first and second level.
   const AcDecodingEntry* huffmanTables[kHuffmanTableCount] = {};
-  // Table k at entries 64k..64k+63, zig-zag order, each the transmitted value x 8.
+  // Decoder: table k at entries 64k..64k+63, zig-zag order, each the transmitted value
+  // x 8. Encoder: luminance then chrominance, 64 entries each, as the DQT carries them.
   uint16_t* quantTables = nullptr;
   uint8_t quantTableCount = 0;
   // H then V of component 1, then of component 2, then of component 3.
   uint8_t sampling[kSamplingFactorCount] = {};
   uint32_t width = 0;
   uint32_t height = 0;
+
+  // Encoder only. Its `height` is the whole frame's (both fields); the frame header
+  // writer halves it.
+  const uint32_t* lumaCodeTable = nullptr;    // 256 Huffman codes (encoder/huffman_code_tables.h)
+  const uint32_t* chromaCodeTable = nullptr;
+  const int16_t* reciprocals = nullptr;       // 64 luminance, then 64 chrominance
 };
 
 }  // namespace trvx
