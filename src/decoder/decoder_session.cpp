@@ -5,6 +5,7 @@
 #include "decoder/frame_reader.h"
 #include "decoder/huffman_decoding_tables.h"
 #include "driver/icm_results.h"
+#include "pixel/memory_routines.h"
 #include "pixel/processor.h"
 
 namespace trvx {
@@ -58,9 +59,9 @@ DecoderSession::~DecoderSession() { End(); }
 
 int32_t DecoderSession::Begin(const BitmapHeader* inputFormat, const BitmapHeader* outputFormat) {
   if (inputFormat == nullptr) return kIcmBadFormat;
-  const int32_t processor = DetectProcessor();
-  kernels_ = SelectDecoderKernels(processor);
-  for (Field& field : fields_) field.entropyDecoder = MakeEntropyDecoder(processor);
+  processor_ = DetectProcessor();
+  kernels_ = SelectDecoderKernels(processor_);
+  for (Field& field : fields_) field.entropyDecoder = MakeEntropyDecoder(processor_);
   outputConverter_ = MakeOutputConverter(*outputFormat);
   if (!outputConverter_) return kIcmBadFormat;
 
@@ -107,6 +108,7 @@ int32_t DecoderSession::DecodeBothFieldsHere(const uint8_t* firstCodedData) {
 int32_t DecoderSession::DecompressFrame(const BitmapHeader* outputFormat, uint8_t* outputBits,
                                         const BitmapHeader* /*inputFormat*/, const uint8_t* inputBits) {
   if (!begun_) return kIcmError;
+  const MmxStateCleanup mmxCleanup(UsesVectorKernels(processor_));
   Field& first = fields_[0];
   StartFieldHeaders(first, 0);
   const bool twoThreads = processorCount_ >= 2;

@@ -66,6 +66,7 @@ class DecoderSession {
   DecoderKernels kernels_ = {};
   std::unique_ptr<OutputConverter> outputConverter_;
   ProcessorCountQuery processorCountQuery_;
+  int32_t processor_ = 0;  // the processor flag the kernels were chosen by
   uint32_t processorCount_ = 0;
   Field fields_[2];
   FieldJob workerJob_;

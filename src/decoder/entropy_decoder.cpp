@@ -61,9 +61,9 @@ bool DecodeDc(BitReader& reader, const DcCode* table, int16_t& predictor, int16_
 }
 
 // A run past the block's end stores its coefficient before failing, into whatever
-// follows in the workspace; that order is kept on purpose.
+// follows in the workspace; that order is kept on purpose, but never past areaEnd.
 bool DecodeAc(BitReader& reader, const AcDecodingEntry* firstLevel, const AcDecodingEntry* secondLevel,
-              const PredecodedAcEntry* shortcut, int16_t* block) {
+              const PredecodedAcEntry* shortcut, int16_t* block, const int16_t* areaEnd) {
   uint32_t k = 1;
   while (k < 64) {
     reader.Ensure(16);
@@ -100,7 +100,9 @@ bool DecodeAc(BitReader& reader, const AcDecodingEntry* firstLevel, const AcDeco
     const uint32_t n = k + entry.run;
     if (n == 64) return true;
     reader.Ensure(entry.size);
-    block[n] = int16_t(Extend(reader.Read(entry.size), entry.size));
+    const int16_t value = int16_t(Extend(reader.Read(entry.size), entry.size));
+    // Only the last block of a full eight-block MCU can reach past the area.
+    if (n < uint32_t(areaEnd - block)) block[n] = value;
     k = n + 1;
   }
   return k == 64;
@@ -131,11 +133,15 @@ uint32_t EntropyDecoder::BytesConsumed() const { return uint32_t(position_ - sta
 const uint8_t* EntropyDecoder::InputPosition() const { return position_; }
 
 int32_t EntropyDecoder::DecodeMcu(McuWorkspace& workspace) {
+  if (workspace.blocksPerMcu > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
   std::memset(workspace.coefficients, 0, workspace.blocksPerMcu * kBlockCoefficients * sizeof(int16_t));
   return DecodeBlocks(workspace.coefficients, nullptr);
 }
 
 int32_t EntropyDecoder::DecodeBlocks(int16_t* coefficients, const PredecodedAcEntry* lumaShortcut) {
+  // Sampling factors come from the stream: an MCU the workspace cannot hold is bad data.
+  if (uint64_t{lumaBlocks_} + cbBlocks_ + crBlocks_ > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
+  const int16_t* const areaEnd = coefficients + kMaxBlocksPerMcu * kBlockCoefficients;
   BitReader reader{bitBuffer_, bitCount_, position_};
   const uint32_t blockCounts[3] = {lumaBlocks_, cbBlocks_, crBlocks_};
   int16_t* block = coefficients;
@@ -148,7 +154,7 @@ int32_t EntropyDecoder::DecodeBlocks(int16_t* coefficients, const PredecodedAcEn
     const PredecodedAcEntry* shortcut = luma ? lumaShortcut : nullptr;
     for (uint32_t b = 0; b < blockCounts[component] && ok; ++b, block += kBlockCoefficients) {
       ok = DecodeDc(reader, dcTable, dcPredictors_[component], block) &&
-           DecodeAc(reader, firstLevel, secondLevel, shortcut, block);
+           DecodeAc(reader, firstLevel, secondLevel, shortcut, block, areaEnd);
     }
   }
   bitBuffer_ = reader.buffer;

@@ -8,6 +8,7 @@
 namespace trvx {
 
 int32_t EntropyDecoderAmd::DecodeMcu(McuWorkspace& workspace) {
+  if (workspace.blocksPerMcu > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
   // Prefetch never faults, so reading ahead past the field's data is harmless.
   __asm__ volatile("prefetchnta 64(%0)" : : "r"(InputPosition()));
   uint8_t* out = reinterpret_cast<uint8_t*>(workspace.coefficients);

@@ -9,6 +9,7 @@ namespace trvx {
 
 // Spelled out: the compiler turns a loop of zero stores into a call to memset.
 int32_t EntropyDecoderMmx::DecodeMcu(McuWorkspace& workspace) {
+  if (workspace.blocksPerMcu > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
   uint8_t* out = reinterpret_cast<uint8_t*>(workspace.coefficients);
   const uint32_t bytes = workspace.blocksPerMcu * kBlockCoefficients * uint32_t(sizeof(int16_t));
   for (uint32_t offset = 0; offset < bytes; offset += 64) {

@@ -8,6 +8,7 @@ namespace trvx {
 
 // Aligned stores: the coefficient area starts on a 4096-byte boundary.
 int32_t EntropyDecoderSse2::DecodeMcu(McuWorkspace& workspace) {
+  if (workspace.blocksPerMcu > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
   uint8_t* out = reinterpret_cast<uint8_t*>(workspace.coefficients);
   const uint32_t bytes = workspace.blocksPerMcu * kBlockCoefficients * uint32_t(sizeof(int16_t));
   for (uint32_t offset = 0; offset < bytes; offset += 64) {

@@ -13,6 +13,15 @@ namespace trvx {
 constexpr uint32_t kIcCompressRecordSize = 48;
 constexpr uint32_t kIcDecompressRecordSize = 24;
 
+// What ICM_COMPRESS carries, taken out of the host's ICCOMPRESS record.
+struct CompressRequest {
+  BitmapHeader* outputFormat;
+  uint8_t* output;
+  const BitmapHeader* inputFormat;
+  const uint8_t* input;
+  uint32_t quality;
+};
+
 // What ICM_DECOMPRESS carries, taken out of the host's ICDECOMPRESS record.
 struct DecompressRequest {
   const BitmapHeader* inputFormat;
@@ -39,7 +48,7 @@ class CodecInstance {
   int32_t SetQuality(uint32_t quality) { return encoder_.SetQuality(quality); }
 
   int32_t CompressBegin(const FormatPolicy& policy, const BitmapHeader* input, const BitmapHeader* output);
-  int32_t Compress();
+  int32_t Compress(const CompressRequest& request);
   int32_t CompressEnd();
   int32_t DecompressBegin(const FormatPolicy& policy, const BitmapHeader* input, const BitmapHeader* output);
   int32_t Decompress(const DecompressRequest& request);

@@ -51,9 +51,12 @@ const Route kRoutes[] = {
     {ICM_COMPRESS_BEGIN,
      [](CodecInstance& c, LPARAM in, LPARAM out) { return c.CompressBegin(Policy(c), InFormat(in), InFormat(out)); }},
     {ICM_COMPRESS,
-     [](CodecInstance& c, LPARAM, LPARAM size) {
+     [](CodecInstance& c, LPARAM record, LPARAM size) {
        if (size != kIcCompressRecordSize) return static_cast<int32_t>(kIcmError);
-       return c.Compress();
+       const ICCOMPRESS& host = *reinterpret_cast<const ICCOMPRESS*>(record);
+       return c.Compress({reinterpret_cast<BitmapHeader*>(host.lpbiOutput), static_cast<uint8_t*>(host.lpOutput),
+                          reinterpret_cast<const BitmapHeader*>(host.lpbiInput),
+                          static_cast<const uint8_t*>(host.lpInput), host.dwQuality});
      }},
     {ICM_COMPRESS_END, [](CodecInstance& c, LPARAM, LPARAM) { return c.CompressEnd(); }},
     {ICM_DECOMPRESS_GET_FORMAT,
@@ -98,9 +101,9 @@ constexpr UINT kRefusedDrawMessages[] = {ICM_DRAW_BEGIN, ICM_DRAW_START,      IC
                                          ICM_DRAW_FLUSH, ICM_GETBUFFERSWANTED};
 
 // MMX kernels share their registers with the x87 unit: the host's floating point must
-// find them free after every frame, including one that ended in a fault.
+// find them free after every frame, including one that a fault cut short.
 void ClearMmxStateAfterFrame() {
-  if (DetectProcessor() != kProcessorPlain) ClearMmxState();
+  if (UsesVectorKernels(DetectProcessor())) ClearMmxState();
 }
 
 LRESULT OpenInstance(LPARAM openRecord) {

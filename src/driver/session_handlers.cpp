@@ -25,11 +25,32 @@ int32_t CodecInstance::CompressBegin(const FormatPolicy& policy, const BitmapHea
   CompressEnd();
   if (output == nullptr) return kIcmError;
   if (CheckCompressionInput(policy, input, output) != kIcmOk) return kIcmBadFormat;
-  compressScratch_.Allocate(input->sizeImage);
-  return encoder_.Begin();
+  compressScratch_.Allocate(std::max<std::size_t>(input->sizeImage, PictureBytes(*input)));
+  return encoder_.Begin(input, output);
 }
 
-int32_t CodecInstance::Compress() { return encoder_.Compress();
+int32_t CodecInstance::Compress(const CompressRequest& request) {
+  const auto encode = [&](const uint8_t* input) {
+    return encoder_.Compress(request.outputFormat, request.output, request.inputFormat, input, request.quality);
+  };
+  if (settings_.changeFieldsOrder == 0) return encode(request.input);
+  // Any other value than 0 or 1 can only come from a host's state blob: nothing is coded.
+  if (settings_.changeFieldsOrder != 1) return kIcmOk;
+  // The picture moves down by one line and its bottom line wraps to the top, which
+  // swaps the two fields.
+  const std::size_t rowBytes = RowBytes(*request.inputFormat);
+  const std::size_t rows = RowCount(*request.inputFormat);
+  uint8_t* scratch = compressScratch_.data();
+  if (rows > 0) {
+    if (ClassifyFormat(*request.inputFormat) == FormatClass::Rgb) {
+      GuardedCopy(scratch, request.input + rowBytes, (rows - 1) * rowBytes);
+      GuardedCopy(scratch + (rows - 1) * rowBytes, request.input, rowBytes);
+    } else {
+      GuardedCopy(scratch + rowBytes, request.input, (rows - 1) * rowBytes);
+      GuardedCopy(scratch, request.input + (rows - 1) * rowBytes, rowBytes);
+    }
+  }
+  return encode(scratch);
 }
 
 int32_t CodecInstance::CompressEnd() {

@@ -49,4 +49,10 @@ uint32_t BuildQuantTables(uint32_t quality, uint16_t luma[kBlockSize], uint16_t 
   return quality;
 }
 
+void BuildReciprocals(const uint16_t* tables, int16_t* reciprocals, int count) {
+  for (int i = 0; i < count; ++i) {
+    reciprocals[i] = static_cast<int16_t>(32767 / std::max<uint16_t>(tables[i], 1));
+  }
+}
+
 }  // namespace trvx

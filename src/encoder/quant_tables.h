@@ -20,4 +20,9 @@ extern const uint16_t kBaseChromaQuantTable[kBlockSize];
 // the tables stand for (qualities below kMinEffectiveQuality act as kMinEffectiveQuality).
 uint32_t BuildQuantTables(uint32_t quality, uint16_t luma[kBlockSize], uint16_t chroma[kBlockSize]);
 
+// reciprocals[k] = 32767 / tables[k], the quantisers' multipliers; by default for
+// luminance and chrominance together. A zero entry (tables never built) counts as 1
+// rather than dividing by zero.
+void BuildReciprocals(const uint16_t* tables, int16_t* reciprocals, int count = 2 * kBlockSize);
+
 }  // namespace trvx

@@ -40,6 +40,21 @@ void CopyAmd(void* dest, const void* src, std::size_t count);
 // on a processor with MMX.
 void ClearMmxState();
 
+// Leaves the MMX state clear at the end of a frame that ran vector kernels: the
+// caller's floating point shares those registers.
+class MmxStateCleanup {
+ public:
+  explicit MmxStateCleanup(bool vectorKernels) : active_(vectorKernels) {}
+  ~MmxStateCleanup() {
+    if (active_) ClearMmxState();
+  }
+  MmxStateCleanup(const MmxStateCleanup&) = delete;
+  MmxStateCleanup& operator=(const MmxStateCleanup&) = delete;
+
+ private:
+  bool active_;
+};
+
 constexpr std::size_t kCopyBlockShift = 13;
 constexpr std::size_t kCopyBlockSize = std::size_t{1} << kCopyBlockShift;
 

@@ -12,29 +12,49 @@ constexpr int32_t kCrToRed = 104595;    // 1.596
 // (128 - 16) x 1.164 plus one half for rounding.
 constexpr int32_t kOffset = 8576464;
 
-uint8_t Clamp(int32_t value) {
-  if (value <= 0) return 0;
-  if (value >= 255) return 255;
-  return static_cast<uint8_t>(value);
-}
+// Saturation by lookup. Descaled samples lie in [-4096, 4096], so every channel value
+// ((luma + chroma) >> 16) lies within +-13200: the table covers all int16 input.
+constexpr int kClampBias = 16384;
+struct ClampTable {
+  uint8_t values[2 * kClampBias];
+  constexpr ClampTable() : values() {
+    for (int i = 0; i < 2 * kClampBias; ++i) {
+      const int v = i - kClampBias;
+      values[i] = static_cast<uint8_t>(v <= 0 ? 0 : v >= 255 ? 255 : v);
+    }
+  }
+};
+constexpr ClampTable kClampTable;
+const uint8_t* const kClamp = kClampTable.values + kClampBias;
 
-int32_t Descale(int16_t sample) { return (sample + 4) >> 3; }
+inline int32_t Descale(int16_t sample) { return (sample + 4) >> 3; }
 
 template <int BytesPerPixel>
+inline void PutPixel(uint8_t* out, int16_t sample, int32_t blue, int32_t green, int32_t red) {
+  const int32_t y = kLuma * Descale(sample) + kOffset;
+  out[0] = kClamp[(y + blue) >> 16];
+  out[1] = kClamp[(y + green) >> 16];
+  out[2] = kClamp[(y + red) >> 16];
+  if (BytesPerPixel == 4) out[3] = 0;
+}
+
+// Each chroma pair's products are worked out once for its two pixels.
+template <int BytesPerPixel>
 void ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
-  for (int row = 0; row < 8; ++row, dest -= rowStep) {
-    const int16_t* cb = samples + 128 + row * 8;
-    const int16_t* cr = samples + 192 + row * 8;
+  for (int row = 0; row < 8; ++row, dest -= rowStep, samples += 8) {
     uint8_t* out = dest;
-    for (int x = 0; x < 16; ++x, out += BytesPerPixel) {
-      const int32_t y = Descale(samples[(x >> 3) * 64 + row * 8 + (x & 7)]);
-      const int32_t u = Descale(cb[x >> 1]);
-      const int32_t v = Descale(cr[x >> 1]);
-      const int32_t luma = kLuma * y + kOffset;
-      out[0] = Clamp((luma + kCbToBlue * u) >> 16);
-      out[1] = Clamp((luma - kCbToGreen * u - kCrToGreen * v) >> 16);
-      out[2] = Clamp((luma + kCrToRed * v) >> 16);
-      if (BytesPerPixel == 4) out[3] = 0;
+    // Unrolled, every sample offset is a constant.
+#pragma GCC unroll 8
+    for (int pair = 0; pair < 8; ++pair, out += 2 * BytesPerPixel) {
+      const int32_t u = Descale(samples[128 + pair]);
+      const int32_t v = Descale(samples[192 + pair]);
+      const int32_t blue = kCbToBlue * u;
+      const int32_t green = -kCbToGreen * u - kCrToGreen * v;
+      const int32_t red = kCrToRed * v;
+      // Pairs 0..3 take the left luminance block, 4..7 the right one.
+      const int16_t* luma = samples + (pair & 4) * 16 + (pair & 3) * 2;
+      PutPixel<BytesPerPixel>(out, luma[0], blue, green, red);
+      PutPixel<BytesPerPixel>(out + BytesPerPixel, luma[1], blue, green, red);
     }
   }
 }

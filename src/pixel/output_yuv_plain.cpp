@@ -4,18 +4,28 @@
 namespace trvx {
 namespace {
 
-uint8_t ToByte(int16_t sample) {
-  const int32_t value = ((sample + 4) >> 3) + 128;
-  if (value <= 0) return 0;
-  if (value >= 255) return 255;
-  return static_cast<uint8_t>(value);
-}
+// Saturation by lookup: (sample + 4) >> 3 lies in [-4096, 4096] for any int16.
+constexpr int kLevelBias = 4096;
+struct LevelTable {
+  uint8_t values[2 * kLevelBias + 1];
+  constexpr LevelTable() : values() {
+    for (int i = 0; i <= 2 * kLevelBias; ++i) {
+      const int v = i - kLevelBias + 128;
+      values[i] = static_cast<uint8_t>(v <= 0 ? 0 : v >= 255 ? 255 : v);
+    }
+  }
+};
+constexpr LevelTable kLevelTable;
+
+inline uint8_t ToByte(int16_t sample) { return kLevelTable.values[((sample + 4) >> 3) + kLevelBias]; }
 
 // Byte positions of Y0, U, Y1, V within each two-pixel group.
 template <int Y0, int U, int Y1, int V>
 void ConvertPacked(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
   for (int row = 0; row < 8; ++row, dest += rowStep) {
     uint8_t* out = dest;
+    // Unrolled, every sample offset is a constant.
+#pragma GCC unroll 8
     for (int pair = 0; pair < 8; ++pair, out += 4) {
       const int16_t* luma = samples + (pair >> 2) * 64 + row * 8 + (pair & 3) * 2;
       out[Y0] = ToByte(luma[0]);

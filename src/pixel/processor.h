@@ -27,6 +27,13 @@ struct CpuidReadings {
 // The flag for the given readings; no CPUID involved.
 int32_t ClassifyProcessor(const CpuidReadings& readings);
 
+// Whether the flag selects MMX, SSE or SSE2 pixel and transform kernels. An AMD
+// processor with SSE2 (and any unnamed value) deliberately runs the plain ones.
+constexpr bool UsesVectorKernels(int32_t flag) {
+  return flag == kProcessorAmdMmx || flag == kProcessorIntelMmx || flag == kProcessorIntelSse ||
+         flag == kProcessorIntelSse2 || flag == kProcessorAmdMmxExtensions || flag == kProcessorAmdSse;
+}
+
 // Runs CPUID under the fault guard (a fault gives 0) and classifies the result. Not
 // cached. TRVX_CPU set to one of the eight flag values forces that value instead, so
 // a slower path can be tried on a fast machine.

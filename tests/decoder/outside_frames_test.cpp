@@ -13,6 +13,7 @@
 #include "driver/formats.h"
 #include "settings/settings_record.h"
 #include "support/field_frames.h"
+#include "support/processor_override.h"
 
 namespace trvx::test {
 namespace {
@@ -56,29 +57,6 @@ constexpr double kMeanVectorRgbError = 0.5;
 uint32_t OneProcessor() { return 1; }
 uint32_t TwoProcessors() { return 2; }
 
-// Forces a processor flag for as long as it lives.
-class ProcessorOverride {
- public:
-  explicit ProcessorOverride(const char* flag) {
-    const char* old = std::getenv("TRVX_CPU");
-    hadOld_ = old != nullptr;
-    if (hadOld_) old_ = old;
-    setenv("TRVX_CPU", flag, 1);
-  }
-  ~ProcessorOverride() {
-    if (hadOld_) {
-      setenv("TRVX_CPU", old_.c_str(), 1);
-    } else {
-      unsetenv("TRVX_CPU");
-    }
-  }
-  ProcessorOverride(const ProcessorOverride&) = delete;
-  ProcessorOverride& operator=(const ProcessorOverride&) = delete;
-
- private:
-  bool hadOld_ = false;
-  std::string old_;
-};
 
 constexpr std::size_t kGuardBytes = 4096;
 constexpr uint8_t kGuardByte = 0xA5;

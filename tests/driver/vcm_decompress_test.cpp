@@ -63,17 +63,8 @@ BITMAPINFOHEADER Header(DWORD compression, WORD bitCount) {
 // bits through the transform and round where the plain path truncates: packed YUV
 // then differs by a level at most, RGB (three products of those samples) by three.
 int AllowedDifference(const OutputFormat& format) {
-  switch (DetectProcessor()) {
-    case kProcessorAmdMmx:
-    case kProcessorIntelMmx:
-    case kProcessorIntelSse:
-    case kProcessorIntelSse2:
-    case kProcessorAmdMmxExtensions:
-    case kProcessorAmdSse:
-      return format.isRgb ? 3 : 1;
-    default:
-      return 0;
-  }
+  if (!UsesVectorKernels(DetectProcessor())) return 0;
+  return format.isRgb ? 3 : 1;
 }
 
 // The field-order swap moves the picture up one line, wrapping the top line round.

@@ -1,4 +1,5 @@
 #include "pixel/processor.h"
+#include "support/processor_override.h"
 
 #include <gtest/gtest.h>
 
@@ -50,42 +51,23 @@ TEST(ProcessorClassify, OtherVendorsArePlain) {
   EXPECT_EQ(ClassifyProcessor(Readings("", all)), 0);
 }
 
-// Sets TRVX_CPU for one test and restores what was there.
-class ProcessorOverride : public ::testing::Test {
+// Each test starts without an override and leaves the environment as it found it.
+class ProcessorOverrideTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const char* old = std::getenv("TRVX_CPU");
-    hadOld_ = old != nullptr;
-    if (hadOld_) old_ = old;
-    Set(nullptr);
-  }
-  void TearDown() override { Set(hadOld_ ? old_.c_str() : nullptr); }
-
-  static void Set(const char* value) {
-#if defined(_WIN32)
-    _putenv((std::string("TRVX_CPU=") + (value ? value : "")).c_str());
-#else
-    if (value) {
-      setenv("TRVX_CPU", value, 1);
-    } else {
-      unsetenv("TRVX_CPU");
-    }
-#endif
-  }
+  static void Set(const char* value) { test::ProcessorOverride::Set(value); }
 
  private:
-  bool hadOld_ = false;
-  std::string old_;
+  test::ProcessorOverride restore_{nullptr};
 };
 
-TEST_F(ProcessorOverride, KnownValuesAreForced) {
+TEST_F(ProcessorOverrideTest, KnownValuesAreForced) {
   for (const char* value : {"0", "1", "3", "15", "31", "135", "143", "159"}) {
     Set(value);
     EXPECT_EQ(DetectProcessor(), std::atoi(value)) << value;
   }
 }
 
-TEST_F(ProcessorOverride, UnknownValuesAreIgnored) {
+TEST_F(ProcessorOverrideTest, UnknownValuesAreIgnored) {
   const int32_t real = DetectProcessor();
   for (const char* value : {"2", "7", "-1", "15x", "abc", " 31", "4294967327"}) {
     Set(value);
@@ -93,7 +75,7 @@ TEST_F(ProcessorOverride, UnknownValuesAreIgnored) {
   }
 }
 
-TEST_F(ProcessorOverride, RealMachineMatchesCompilerView) {
+TEST_F(ProcessorOverrideTest, RealMachineMatchesCompilerView) {
 #if defined(__i386__) || defined(__x86_64__)
   __builtin_cpu_init();
   const bool sse2 = __builtin_cpu_supports("sse2");

@@ -1,0 +1,105 @@
+// Huffman coding of quantised MCUs into one field image's entropy-coded data, with
+// the Annex K codes, 0xFF byte stuffing and no restart markers.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "decoder/frame_description.h"
+#include "encoder/block_buffer.h"
+#include "encoder/huffman_code_tables.h"
+
+namespace trvx {
+
+constexpr int32_t kEncodeMcuFailed = -100;
+
+// Per field: SetOutput, BeginField, EncodeMcu per MCU, Flush, BytesWritten. The output
+// space is never checked: the caller's buffer is trusted to hold the field.
+class EntropyWriter {
+ public:
+  EntropyWriter() noexcept = default;
+  virtual ~EntropyWriter();
+  EntropyWriter(const EntropyWriter&) = delete;
+  EntropyWriter& operator=(const EntropyWriter&) = delete;
+
+  // Takes the code tables and block counts; leaves the DC predictors alone.
+  virtual void BeginField(const FrameDescription& description);
+  // Returns 0, or kEncodeMcuFailed when a DC difference has no code; the rest of the
+  // MCU is then dropped. An AC magnitude of 1024 or more faults deliberately.
+  virtual int32_t EncodeMcu(const BlockBuffer& blocks);
+  // Pads the last byte with 1-bits and resets the predictors for the next field.
+  virtual void Flush();
+
+  void SetOutput(uint8_t* output) {
+    start_ = output;
+    cursor_ = output;
+  }
+  uint32_t BytesWritten() const { return uint32_t(cursor_ - start_); }
+
+ protected:
+  struct BlockCodes {
+    const uint32_t* ac;
+    const DcCodeEntry* dc;
+    int component;
+  };
+  // The tables and predictor slot of the MCU's block at `index`, or false past its end.
+  bool CodesForBlock(uint32_t index, BlockCodes& codes) const;
+
+  void PutByte(uint8_t byte) {
+    *cursor_++ = byte;
+    if (byte == 0xFF) *cursor_++ = 0;
+  }
+  int16_t& Predictor(int component) { return dcPredictors_[component]; }
+  void ResetPredictors();
+
+ private:
+  void PutBits(uint32_t code, uint32_t count);
+  void PutValue(int32_t value, uint32_t size);
+
+  uint8_t* start_ = nullptr;
+  uint8_t* cursor_ = nullptr;
+  const uint32_t* lumaTable_ = nullptr;
+  const uint32_t* chromaTable_ = nullptr;
+  uint32_t bits_ = 0;  // newest bits at the bottom; stale bits above are never cleared
+  uint32_t bitCount_ = 0;
+  uint32_t lumaBlocks_ = 0;
+  uint32_t cbBlocks_ = 0;
+  uint32_t crBlocks_ = 0;
+  int16_t dcPredictors_[3] = {};
+};
+
+// Processor classes with MMX: a 64-bit accumulator emptied four bytes at a time.
+// Emits the same symbols as the base class but pads the last byte with 0-bits.
+class EntropyWriterMmx final : public EntropyWriter {
+ public:
+  EntropyWriterMmx();
+  int32_t EncodeMcu(const BlockBuffer& blocks) override;
+  void Flush() override;
+
+ private:
+  void Put(uint32_t code, uint32_t count) {
+    accumulator_ = accumulator_ << count | code;
+    pending_ += count;
+  }
+  void Drain();
+
+  uint64_t accumulator_ = 0;
+  uint32_t pending_ = 0;
+};
+
+// Magnitude category: the bit count of |value|, 0 for 0.
+inline uint32_t MagnitudeSize(int32_t value) {
+  uint32_t magnitude = uint32_t(value < 0 ? -value : value);
+  uint32_t size = 0;
+  while (magnitude != 0) {
+    magnitude >>= 1;
+    ++size;
+  }
+  return size;
+}
+
+// The MMX writer for processor classes 1, 3, 15, 31, 135 and 143, the plain one for
+// every other flag (159 included).
+std::unique_ptr<EntropyWriter> MakeEntropyWriter(int32_t processorFlag);
+
+}  // namespace trvx

@@ -1,0 +1,109 @@
+// The writer of the MMX paths. The wide accumulator needs no vector registers, so the
+// file is ordinary C++ and leaves no MMX state behind.
+#include <mutex>
+
+#include "encoder/entropy_writer.h"
+#include "platform/fault_guard.h"
+
+namespace trvx {
+
+namespace {
+
+// Amplitude bits x 256 + size for |v| <= 255, indexed by the low 10 bits of v: most
+// coefficients are small, and their sizes need no bit counting.
+constexpr uint16_t kNotCached = 0xFFFF;
+constexpr int32_t kCachedMagnitude = 255;
+uint16_t g_amplitudes[1024];
+std::once_flag g_amplitudesBuilt;
+
+uint32_t AmplitudeBits(int32_t value, uint32_t size) {
+  return value < 0 ? uint32_t(value - 1) & ((1u << size) - 1) : uint32_t(value);
+}
+
+void BuildAmplitudes() {
+  for (uint16_t& entry : g_amplitudes) entry = kNotCached;
+  for (int32_t v = -kCachedMagnitude; v <= kCachedMagnitude; ++v) {
+    const uint32_t size = MagnitudeSize(v);
+    g_amplitudes[v & 1023] = uint16_t(AmplitudeBits(v, size) << 8 | size);
+  }
+}
+
+// Bits and size of a value; larger values than the cache holds would alias in it.
+inline uint32_t Amplitude(int32_t value, uint32_t& size) {
+  if (value >= -kCachedMagnitude && value <= kCachedMagnitude) {
+    const uint16_t entry = g_amplitudes[value & 1023];
+    if (entry != kNotCached) {
+      size = entry & 0xFF;
+      return entry >> 8;
+    }
+  }
+  size = MagnitudeSize(value);
+  return AmplitudeBits(value, size);
+}
+
+}  // namespace
+
+EntropyWriterMmx::EntropyWriterMmx() { std::call_once(g_amplitudesBuilt, BuildAmplitudes); }
+
+void EntropyWriterMmx::Drain() {
+  if (pending_ < 32) return;
+  const uint32_t word = uint32_t(accumulator_ >> (pending_ - 32));
+  PutByte(uint8_t(word >> 24));
+  PutByte(uint8_t(word >> 16));
+  PutByte(uint8_t(word >> 8));
+  PutByte(uint8_t(word));
+  pending_ -= 32;
+}
+
+int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
+  BlockCodes codes;
+  for (uint32_t b = 0; CodesForBlock(b, codes); ++b) {
+    const int16_t* block = blocks.Block(int(b));
+    int16_t& predictor = Predictor(codes.component);
+    const int16_t difference = int16_t(block[0] - predictor);
+    predictor = block[0];
+    uint32_t category = 0;
+    const uint32_t bits = Amplitude(difference, category);
+    if (category >= uint32_t(kDcCategoryCount)) return kEncodeMcuFailed;
+    Drain();
+    Put(codes.dc[category].code, codes.dc[category].length);
+    Put(bits, category);
+
+    // Walk the non-zero coefficients; runs of 16 zeros before one become ZRL symbols.
+    int previous = 0;
+    for (int j = 1; j < 64; ++j) {
+      if (block[j] == 0) continue;
+      int run = j - previous - 1;
+      for (; run >= 16; run -= 16) {
+        Drain();
+        Put(CodeBits(codes.ac[AcCodeIndex(0, 15)]), CodeLength(codes.ac[AcCodeIndex(0, 15)]));
+      }
+      uint32_t size = 0;
+      const uint32_t amplitude = Amplitude(block[j], size);
+      const uint32_t entry = size <= uint32_t(kMaxAcSize) ? codes.ac[AcCodeIndex(size, uint32_t(run))] : 0;
+      if (entry == 0) DeliberateFault();
+      Drain();
+      Put(CodeBits(entry), CodeLength(entry));
+      Put(amplitude, size);
+      previous = j;
+    }
+    if (previous != 63) {
+      Drain();
+      Put(CodeBits(codes.ac[AcCodeIndex(0, 0)]), CodeLength(codes.ac[AcCodeIndex(0, 0)]));
+    }
+  }
+  return 0;
+}
+
+void EntropyWriterMmx::Flush() {
+  if (pending_ != 0) {
+    // Zero padding below the pending bits, unlike the base class.
+    const uint64_t top = accumulator_ << (64 - pending_);
+    for (uint32_t n = 0; n < (pending_ + 7) / 8; ++n) PutByte(uint8_t(top >> (56 - 8 * n)));
+  }
+  accumulator_ = 0;
+  pending_ = 0;
+  ResetPredictors();
+}
+
+}  // namespace trvx

@@ -1,0 +1,112 @@
+// Reads one 4:2:2 MCU (16 x 8 pixels of one field) out of the host's input bitmap and
+// writes it as four blocks of level-shifted samples x 8: RGB of 24 or 32 bits
+// bottom-up, or 16-bit packed YUV top-down. The mirror of output_converter.h.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "decoder/frame_description.h"
+#include "driver/formats.h"
+#include "encoder/block_buffer.h"
+
+namespace trvx {
+
+// Reads 8 rows of 16 pixels from source, moving by rowStep after each row: up in
+// memory for RGB, down for YUV. Writes 256 samples (Y left, Y right, Cb, Cr; 8x8 each,
+// row-major) to samples, which must be 16-byte aligned. Returns 0.
+using InputKernel = int32_t (*)(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+
+// Kernel files call nothing inline from the headers, as for the output kernels.
+int32_t InputRgb24Plain(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputRgb32Plain(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputRgb24Mmx(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputRgb32Mmx(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputRgb24Sse(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputRgb32Sse(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputRgb24Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputRgb32Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+
+int32_t InputUyvyPlain(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputYuy2Plain(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputYvyuPlain(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputY16Plain(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputUyvyMmx(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputYuy2Mmx(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputYvyuMmx(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputY16Mmx(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputUyvySse(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputYuy2Sse(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputYvyuSse(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputY16Sse(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputUyvySse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputYuy2Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputYvyuSse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputY16Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+
+// Kernel choice: a switch on the whole flag value, so 159 and unknown values get the
+// plain kernels. Flag 1 gives MMX to UYVY only. Null when nothing matches: RGB needs
+// compression 0 and 24 or 32 bits, YUV one of the four FourCCs exactly as stored.
+InputKernel SelectRgbInputKernel(int32_t processorFlag, const BitmapHeader& inputFormat);
+InputKernel SelectYuvInputKernel(int32_t processorFlag, uint32_t fourCc);
+
+class InputConverter {
+ public:
+  InputConverter() = default;
+  virtual ~InputConverter();
+  InputConverter(const InputConverter&) = delete;
+  InputConverter& operator=(const InputConverter&) = delete;
+
+  // Once per frame, before any Convert. Reads biWidth, biHeight, biBitCount and
+  // biCompression, and the field count of the description. A format without a kernel
+  // faults on purpose: format negotiation must have kept it out. Returns 0.
+  int32_t Setup(const uint8_t* inputBits, const BitmapHeader& inputFormat,
+                const FrameDescription& description);
+  // The same for a given processor flag instead of the detected one.
+  virtual int32_t Setup(const uint8_t* inputBits, const BitmapHeader& inputFormat,
+                        const FrameDescription& description, int32_t processorFlag) = 0;
+
+  // Fills the four blocks with the MCU at (mcuColumn, mcuRow) of the field
+  // description.fieldIndex names. MCU rows stand 16 frame lines apart. Returns 0.
+  virtual int32_t Convert(const FrameDescription& description, BlockBuffer& blocks,
+                          uint32_t mcuColumn, uint32_t mcuRow) const = 0;
+
+  InputKernel kernel() const { return kernel_; }
+
+ protected:
+  void TakeFrame(const uint8_t* inputBits, const BitmapHeader& inputFormat,
+                 const FrameDescription& description);
+  int32_t RunKernel(uint32_t line, uint32_t mcuColumn, BlockBuffer& blocks) const;
+
+  const uint8_t* inputBase_ = nullptr;
+  int32_t height_ = 0;
+  int32_t width_ = 0;
+  uint32_t fieldCount_ = 0;
+  uint32_t rowBytes_ = 0;
+  uint32_t bytesPerPixel_ = 0;
+  InputKernel kernel_ = nullptr;
+};
+
+class RgbInputConverter final : public InputConverter {
+ public:
+  using InputConverter::Setup;
+  int32_t Setup(const uint8_t* inputBits, const BitmapHeader& inputFormat,
+                const FrameDescription& description, int32_t processorFlag) override;
+  int32_t Convert(const FrameDescription& description, BlockBuffer& blocks, uint32_t mcuColumn,
+                  uint32_t mcuRow) const override;
+};
+
+class YuvInputConverter final : public InputConverter {
+ public:
+  using InputConverter::Setup;
+  int32_t Setup(const uint8_t* inputBits, const BitmapHeader& inputFormat,
+                const FrameDescription& description, int32_t processorFlag) override;
+  int32_t Convert(const FrameDescription& description, BlockBuffer& blocks, uint32_t mcuColumn,
+                  uint32_t mcuRow) const override;
+};
+
+// RGB for compression 0, YUV for UYVY, YUY2, YVYU and "Y16" in any letter case, null
+// otherwise. Setup still compares the FourCC as stored.
+std::unique_ptr<InputConverter> MakeInputConverter(const BitmapHeader& inputFormat);
+
+}  // namespace trvx

@@ -1,0 +1,179 @@
+// Hostile frames through the Video Compression Manager: truncated and random frames
+// whose host buffer ends right at an inaccessible page. The frame reader scans a
+// fixed window whatever the frame's length, so it may run into that page; the codec
+// must answer ICERR_OK or ICERR_ERROR, keep the host alive and decode the next frame.
+//
+// On two processors a frame whose first field has an APP1 offset hands field 1 to the
+// worker thread, and bad data there ends the worker without signalling the caller,
+// whose wait has no time-out: that hang is the codec's defined behaviour, so these
+// frames have their APP1 marker renamed and both fields go through the caller.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/codec_library.h"
+
+namespace trvx::test {
+namespace {
+
+constexpr LONG kWidth = 64;
+constexpr LONG kHeight = 32;
+// Enough for any frame: field 0's coded data may start a scan window and a segment
+// in, field 1's headers and data as far again behind it, plus a few MCUs of reading.
+constexpr std::size_t kFieldReadWindow = 0x10400 + 4 + 0xFFFF + 64;
+constexpr std::size_t kInputPadding = 2 * kFieldReadWindow + 64 * 1024;
+constexpr std::size_t kPage = 4096;
+constexpr uint8_t kUntouched = 0xA5;
+
+std::vector<uint8_t> ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+std::string TestData(const std::string& name) {
+  const char* directory = std::getenv("TRVX_TESTDATA");
+  return std::string(directory != nullptr ? directory : ".") + "\\" + name;
+}
+
+// Bytes that end exactly where an inaccessible page begins.
+class FencedBuffer {
+ public:
+  explicit FencedBuffer(const std::vector<uint8_t>& bytes) {
+    const std::size_t dataPages = (bytes.size() + kPage - 1) / kPage;
+    size_ = (dataPages + 1) * kPage;
+    base_ = static_cast<uint8_t*>(VirtualAlloc(nullptr, size_, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+    if (base_ == nullptr) return;
+    DWORD old = 0;
+    VirtualProtect(base_ + dataPages * kPage, kPage, PAGE_NOACCESS, &old);
+    data_ = base_ + dataPages * kPage - bytes.size();
+    if (!bytes.empty()) std::memcpy(data_, bytes.data(), bytes.size());
+  }
+  ~FencedBuffer() {
+    if (base_ != nullptr) VirtualFree(base_, 0, MEM_RELEASE);
+  }
+  FencedBuffer(const FencedBuffer&) = delete;
+  FencedBuffer& operator=(const FencedBuffer&) = delete;
+
+  uint8_t* data() const { return data_; }
+
+ private:
+  uint8_t* base_ = nullptr;
+  uint8_t* data_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+BITMAPINFOHEADER Header(DWORD compression, WORD bitCount) {
+  BITMAPINFOHEADER header = {};
+  header.biSize = sizeof header;
+  header.biWidth = kWidth;
+  header.biHeight = kHeight;
+  header.biPlanes = 1;
+  header.biBitCount = bitCount;
+  header.biCompression = compression;
+  header.biSizeImage = kWidth * kHeight * bitCount / 8;
+  return header;
+}
+
+// Any 0xFF 0xE1 (APP1) or 0xFF 0xC0 (SOF0) pair loses its code: no worker path, and
+// no picture size other than the one the session already has, which the output
+// bitmap is made for (the converter trusts the stream's size).
+void Defuse(std::vector<uint8_t>& frame) {
+  for (std::size_t i = 0; i + 1 < frame.size(); ++i) {
+    if (frame[i] == 0xFF && (frame[i + 1] == 0xE1 || frame[i + 1] == 0xC0)) frame[i + 1] = 0xE2;
+  }
+}
+
+class VcmHostileFrames : public testing::Test {
+ protected:
+  void SetUp() override {
+    frame_ = ReadFile(TestData("photo_64x32.trvx"));
+    ASSERT_FALSE(frame_.empty()) << "test frame missing: " << TestData("photo_64x32.trvx");
+    // Only the APP1 marker goes; the SOF0s of the real frame stay.
+    for (std::size_t i = 0; i + 1 < frame_.size(); ++i) {
+      if (frame_[i] == 0xFF && frame_[i + 1] == 0xE1) frame_[i + 1] = 0xE2;
+    }
+    ASSERT_TRUE(InstallCodec());
+    codec_ = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_DECOMPRESS);
+    ASSERT_NE(codec_, nullptr);
+    ASSERT_EQ(ICDecompressBegin(codec_, &input_, &output_), ICERR_OK);
+    good_ = DecodePadded(frame_);
+    ASSERT_EQ(result_, ICERR_OK);
+  }
+  void TearDown() override {
+    if (codec_ == nullptr) return;
+    ICDecompressEnd(codec_);
+    ICClose(codec_);
+  }
+
+  // Returns the bitmap; the result lands in result_. The bytes after the bitmap
+  // must stay as they were.
+  std::vector<uint8_t> Decode(uint8_t* frame, std::size_t length) {
+    std::vector<uint8_t> picture(output_.biSizeImage + kPage, kUntouched);
+    input_.biSizeImage = static_cast<DWORD>(length);
+    result_ = ICDecompress(codec_, 0, &input_, frame, &output_, picture.data());
+    for (std::size_t i = output_.biSizeImage; i < picture.size(); ++i) {
+      if (picture[i] != kUntouched) {
+        ADD_FAILURE() << "wrote past the bitmap";
+        break;
+      }
+    }
+    picture.resize(output_.biSizeImage);
+    return picture;
+  }
+  std::vector<uint8_t> DecodePadded(std::vector<uint8_t> frame) {
+    const std::size_t length = frame.size();
+    frame.resize(length + kInputPadding, 0);
+    return Decode(frame.data(), length);
+  }
+  std::vector<uint8_t> DecodeFenced(const std::vector<uint8_t>& frame) {
+    FencedBuffer fenced(frame);
+    EXPECT_NE(fenced.data(), nullptr);
+    return Decode(fenced.data(), frame.size());
+  }
+
+  BITMAPINFOHEADER input_ = Header(mmioFOURCC('T', 'R', 'V', 'X'), 24);
+  BITMAPINFOHEADER output_ = Header(BI_RGB, 32);
+  HIC codec_ = nullptr;
+  std::vector<uint8_t> frame_;
+  std::vector<uint8_t> good_;
+  LRESULT result_ = ICERR_OK;
+};
+
+TEST_F(VcmHostileFrames, TruncatedFramesInFencedBuffersFailOrDecode) {
+  for (std::size_t cut = 1; cut <= frame_.size(); cut += (cut < 300 ? 1 : 7)) {
+    DecodeFenced(std::vector<uint8_t>(frame_.begin(), frame_.begin() + cut));
+    EXPECT_TRUE(result_ == ICERR_OK || result_ == ICERR_ERROR) << "cut at " << cut << ": " << result_;
+  }
+  // The whole frame ending at the fence: the reader looks for field 1 beyond it.
+  DecodeFenced(frame_);
+  EXPECT_TRUE(result_ == ICERR_OK || result_ == ICERR_ERROR) << result_;
+
+  EXPECT_EQ(DecodePadded(frame_), good_);
+  EXPECT_EQ(result_, ICERR_OK) << "the next good frame";
+}
+
+TEST_F(VcmHostileFrames, RandomFramesFailOrDecode) {
+  std::mt19937 random(771);
+  for (int n = 0; n < 200; ++n) {
+    std::vector<uint8_t> frame(1 + random() % 6000);
+    for (uint8_t& byte : frame) byte = uint8_t(random() % 4 == 0 ? 0xFF : random());
+    Defuse(frame);
+    if (n % 2 == 0) {
+      DecodeFenced(frame);
+    } else {
+      DecodePadded(frame);
+    }
+    EXPECT_TRUE(result_ == ICERR_OK || result_ == ICERR_ERROR) << "frame " << n << ": " << result_;
+  }
+  EXPECT_EQ(DecodePadded(frame_), good_);
+  EXPECT_EQ(result_, ICERR_OK) << "the next good frame";
+}
+
+}  // namespace
+}  // namespace trvx::test

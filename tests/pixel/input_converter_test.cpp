@@ -1,0 +1,402 @@
+#include "pixel/input_converter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <vector>
+
+#include "pixel/memory_routines.h"
+#include "pixel/output_converter.h"
+#include "pixel/processor.h"
+#include "platform/fault_guard.h"
+#include "settings/settings_record.h"
+
+namespace trvx {
+namespace {
+
+#if defined(__i386__) || defined(__x86_64__)
+constexpr bool kVectorKernelsBuilt = true;
+#else
+constexpr bool kVectorKernelsBuilt = false;
+#endif
+
+constexpr uint32_t kUyvy = MakeFourCc('U', 'Y', 'V', 'Y');
+constexpr uint32_t kYuy2 = MakeFourCc('Y', 'U', 'Y', '2');
+constexpr uint32_t kYvyu = MakeFourCc('Y', 'V', 'Y', 'U');
+const uint32_t kYuvFourCcs[] = {kUyvy, kYuy2, kYvyu, kY16FourCc};
+// One flag of each vector group: MMX, SSE, SSE2.
+const int32_t kVectorFlags[] = {kProcessorIntelMmx, kProcessorIntelSse, kProcessorIntelSse2};
+
+// A frame of 3 x 2 MCUs per field, two fields.
+constexpr int kWidth = 48, kHeight = 64, kColumns = 3, kRows = 2;
+
+struct Lcg {
+  uint32_t state;
+  uint8_t Next() {
+    state = state * 1664525u + 1013904223u;
+    return static_cast<uint8_t>(state >> 24);
+  }
+};
+
+struct Rgb {
+  int r, g, b;
+};
+
+// Top-down pictures as the host sees them, one entry per pixel (YUV: per pair too).
+using RgbPicture = std::vector<Rgb>;
+struct YuvPicture {
+  std::vector<uint8_t> y, u, v;  // u and v per pixel pair
+};
+
+RgbPicture RandomRgb(uint32_t seed) {
+  Lcg random{seed};
+  RgbPicture picture(kWidth * kHeight);
+  for (auto& p : picture) p = {random.Next(), random.Next(), random.Next()};
+  return picture;
+}
+
+YuvPicture RandomYuv(uint32_t seed) {
+  Lcg random{seed};
+  YuvPicture picture{std::vector<uint8_t>(kWidth * kHeight), std::vector<uint8_t>(kWidth * kHeight / 2),
+                     std::vector<uint8_t>(kWidth * kHeight / 2)};
+  for (auto& b : picture.y) b = random.Next();
+  for (auto& b : picture.u) b = random.Next();
+  for (auto& b : picture.v) b = random.Next();
+  return picture;
+}
+
+// Bottom-up storage; the fourth byte of 32-bit pixels is junk the kernels must ignore.
+std::vector<uint8_t> StoreRgb(const RgbPicture& picture, int bytesPerPixel) {
+  std::vector<uint8_t> bits(std::size_t{kWidth} * kHeight * bytesPerPixel);
+  for (int line = 0; line < kHeight; ++line) {
+    uint8_t* row = bits.data() + std::size_t(kHeight - 1 - line) * kWidth * bytesPerPixel;
+    for (int x = 0; x < kWidth; ++x) {
+      const Rgb& p = picture[line * kWidth + x];
+      uint8_t* out = row + x * bytesPerPixel;
+      out[0] = static_cast<uint8_t>(p.b);
+      out[1] = static_cast<uint8_t>(p.g);
+      out[2] = static_cast<uint8_t>(p.r);
+      if (bytesPerPixel == 4) out[3] = static_cast<uint8_t>(0x5A ^ x ^ line);
+    }
+  }
+  return bits;
+}
+
+std::vector<uint8_t> StoreYuv(const YuvPicture& picture, uint32_t fourCc) {
+  std::vector<uint8_t> bits(std::size_t{kWidth} * kHeight * 2);
+  for (int line = 0; line < kHeight; ++line) {
+    uint8_t* row = bits.data() + std::size_t(line) * kWidth * 2;
+    for (int pair = 0; pair < kWidth / 2; ++pair) {
+      const int at = line * kWidth + 2 * pair;
+      const uint8_t y0 = picture.y[at], y1 = picture.y[at + 1];
+      const uint8_t u = picture.u[at / 2], v = picture.v[at / 2];
+      std::array<uint8_t, 4> bytes{};
+      if (fourCc == kUyvy) bytes = {u, y0, v, y1};
+      if (fourCc == kYuy2) bytes = {y0, u, y1, v};
+      if (fourCc == kYvyu) bytes = {y0, v, y1, u};
+      if (fourCc == kY16FourCc) {
+        // Per 16-pixel group: 8 Y, 8 Y, 8 Cb, 8 Cr.
+        uint8_t* group = row + 32 * (pair / 8);
+        const int k = pair % 8;
+        group[(k / 4) * 8 + 2 * (k % 4)] = y0;
+        group[(k / 4) * 8 + 2 * (k % 4) + 1] = y1;
+        group[16 + k] = u;
+        group[24 + k] = v;
+        continue;
+      }
+      std::memcpy(row + 4 * pair, bytes.data(), 4);
+    }
+  }
+  return bits;
+}
+
+BitmapHeader Header(uint16_t bitCount, uint32_t compression) {
+  BitmapHeader header{};
+  header.size = sizeof header;
+  header.width = kWidth;
+  header.height = kHeight;
+  header.bitCount = bitCount;
+  header.compression = compression;
+  return header;
+}
+
+// Every MCU of both fields, in field, row, column order, 256 samples each.
+std::vector<int16_t> ConvertAll(const std::vector<uint8_t>& bits, const BitmapHeader& header, int32_t flag) {
+  auto converter = MakeInputConverter(header);
+  FrameDescription description;
+  description.fieldCount = 2;
+  description.width = kWidth;
+  description.height = kHeight;
+  EXPECT_EQ(converter->Setup(bits.data(), header, description, flag), 0);
+  BlockBuffer blocks;
+  EXPECT_TRUE(blocks.Allocate());
+  std::vector<int16_t> out;
+  for (uint8_t field = 0; field < 2; ++field) {
+    description.fieldIndex = field;
+    for (uint32_t row = 0; row < kRows; ++row) {
+      for (uint32_t column = 0; column < kColumns; ++column) {
+        std::fill_n(blocks.coefficients, 256, int16_t{0x7777});
+        EXPECT_EQ(converter->Convert(description, blocks, column, row), 0);
+        out.insert(out.end(), blocks.coefficients, blocks.coefficients + 256);
+      }
+    }
+  }
+  if (flag != kProcessorPlain) ClearMmxState();
+  return out;
+}
+
+// Where sample i of MCU m came from: picture line (top-down) and pixel column.
+struct Origin {
+  int line, x;
+};
+Origin OriginOf(std::size_t m, int i) {
+  const int field = static_cast<int>(m / (kRows * kColumns));
+  const int row = static_cast<int>(m % (kRows * kColumns)) / kColumns;
+  const int column = static_cast<int>(m % kColumns);
+  const int block = i / 64, r = (i % 64) / 8, c = i % 8;
+  const int x = block < 2 ? 8 * block + c : 2 * c;  // chroma: left pixel of pair c
+  return {16 * row + 2 * r + field, 16 * column + x};
+}
+
+// The two chroma formulas of the text: the plain path's left pixel, the vector
+// paths' pair mean.
+int PlainCb(const Rgb& p) { return ((28770 * p.b - 19071 * p.g - 9699 * p.r + 32768) >> 16) * 8; }
+int PlainCr(const Rgb& p) { return ((28770 * p.r - 24117 * p.g - 4653 * p.b + 32768) >> 16) * 8; }
+int MeanCb(const Rgb& a, const Rgb& b) {
+  return (((-9699 * (a.r + b.r)) >> 17) - ((19071 * (a.g + b.g)) >> 17) + ((28770 * (a.b + b.b)) >> 17)) * 8;
+}
+int MeanCr(const Rgb& a, const Rgb& b) {
+  return (((28770 * (a.r + b.r)) >> 17) - ((24117 * (a.g + b.g)) >> 17) - ((4653 * (a.b + b.b)) >> 17)) * 8;
+}
+// The vector paths' luma: three truncated products, no rounding.
+int VectorY(const Rgb& p) { return (((16843 * p.r) >> 16) - 112 + ((16515 * 2 * p.g) >> 16) + ((6423 * p.b) >> 16)) * 8; }
+// BT.601 studio-range luma in floating point, level-shifted, x 8.
+double IdealY(const Rgb& p) { return ((0.098 * p.b + 0.504 * p.g + 0.257 * p.r) - 112.0) * 8.0; }
+
+TEST(InputVariants, YuvVectorKernelsMatchPlainExactly) {
+  if (!kVectorKernelsBuilt) GTEST_SKIP() << "no vector kernels on this processor";
+  const YuvPicture picture = RandomYuv(7);
+  for (uint32_t fourCc : kYuvFourCcs) {
+    const auto bits = StoreYuv(picture, fourCc);
+    const auto plain = ConvertAll(bits, Header(16, fourCc), kProcessorPlain);
+    for (int32_t flag : kVectorFlags) {
+      EXPECT_EQ(ConvertAll(bits, Header(16, fourCc), flag), plain) << std::hex << fourCc << std::dec << " flag " << flag;
+    }
+  }
+}
+
+// Plain luma is rounded, vector luma truncated in three products: 0 to 3 levels lower.
+// Plain chroma is the pair's left pixel, vector chroma the pair's mean. Nothing else.
+TEST(InputVariants, RgbVectorKernelsDifferOnlyAsAllowed) {
+  if (!kVectorKernelsBuilt) GTEST_SKIP() << "no vector kernels on this processor";
+  const RgbPicture picture = RandomRgb(11);
+  for (int bytesPerPixel : {3, 4}) {
+    const auto bits = StoreRgb(picture, bytesPerPixel);
+    const BitmapHeader header = Header(static_cast<uint16_t>(8 * bytesPerPixel), 0);
+    const auto plain = ConvertAll(bits, header, kProcessorPlain);
+    const auto mmx = ConvertAll(bits, header, kProcessorIntelMmx);
+    for (int32_t flag : {kProcessorIntelSse, kProcessorIntelSse2}) {
+      EXPECT_EQ(ConvertAll(bits, header, flag), mmx) << "flag " << flag;
+    }
+    int histogram[4] = {};
+    double worstPlainError = 0;
+    for (std::size_t i = 0; i < plain.size(); ++i) {
+      ASSERT_EQ(plain[i] & 7, 0);
+      ASSERT_EQ(mmx[i] & 7, 0);
+      const Origin at = OriginOf(i / 256, static_cast<int>(i % 256));
+      const Rgb& left = picture[at.line * kWidth + at.x];
+      const int block = static_cast<int>(i % 256) / 64;
+      if (block < 2) {
+        const int levels = (plain[i] - mmx[i]) / 8;
+        ASSERT_TRUE(levels >= 0 && levels <= 3) << "sample " << i << ": " << plain[i] << " vs " << mmx[i];
+        ASSERT_EQ(mmx[i], VectorY(left)) << "sample " << i;
+        ++histogram[levels];
+        worstPlainError = std::max(worstPlainError, std::abs(plain[i] - IdealY(left)));
+      } else {
+        const Rgb& right = picture[at.line * kWidth + at.x + 1];
+        ASSERT_EQ(plain[i], block == 2 ? PlainCb(left) : PlainCr(left)) << "sample " << i;
+        ASSERT_EQ(mmx[i], block == 2 ? MeanCb(left, right) : MeanCr(left, right)) << "sample " << i;
+      }
+    }
+    // Rounded to the nearest level of the ideal value (the 16.16 constants add a little).
+    EXPECT_LE(worstPlainError, 4.5);
+    // This picture shows every allowed difference (35/727/739/35 of 1536 samples).
+    for (int count : histogram) EXPECT_GT(count, 0);
+  }
+}
+
+TEST(InputVariants, EdgeColours) {
+  // White, black, then a red/blue pair: plain keeps red's chroma, vectors average.
+  RgbPicture picture(kWidth * kHeight, Rgb{255, 255, 255});
+  for (int line = 0; line < kHeight; ++line) {
+    picture[line * kWidth + 2] = {0, 0, 0};
+    picture[line * kWidth + 4] = {255, 0, 0};
+    picture[line * kWidth + 5] = {0, 0, 255};
+  }
+  const auto bits = StoreRgb(picture, 3);
+  for (int32_t flag : {kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse, kProcessorIntelSse2}) {
+    if (flag != kProcessorPlain && !kVectorKernelsBuilt) continue;
+    const auto mcu = ConvertAll(bits, Header(24, 0), flag);
+    EXPECT_EQ(mcu[2], -896) << flag;
+    const int cb = mcu[128 + 2], cr = mcu[192 + 2];
+    if (flag == kProcessorPlain) {
+      // (235 - 128) x 8, no colour.
+      EXPECT_EQ(mcu[0], 856);
+      EXPECT_EQ(mcu[128], 0);
+      EXPECT_EQ(mcu[192], 0);
+      EXPECT_EQ(cb, PlainCb({255, 0, 0})) << "red's Cb";
+      EXPECT_EQ(cr, PlainCr({255, 0, 0})) << "red's Cr";
+      EXPECT_NE(cb, MeanCb({255, 0, 0}, {0, 0, 255}));
+    } else {
+      // Truncation leaves white two levels darker and one level of Cb below zero.
+      EXPECT_EQ(mcu[0], 840) << flag;
+      EXPECT_EQ(mcu[128], -8) << flag;
+      EXPECT_EQ(mcu[192], 0) << flag;
+      EXPECT_EQ(cb, MeanCb({255, 0, 0}, {0, 0, 255})) << flag;
+      EXPECT_EQ(cr, MeanCr({255, 0, 0}, {0, 0, 255})) << flag;
+    }
+  }
+  YuvPicture extremes{std::vector<uint8_t>(kWidth * kHeight, 0), std::vector<uint8_t>(kWidth * kHeight / 2, 255),
+                      std::vector<uint8_t>(kWidth * kHeight / 2, 128)};
+  for (int32_t flag : {kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse2}) {
+    if (flag != kProcessorPlain && !kVectorKernelsBuilt) continue;
+    const auto mcu = ConvertAll(StoreYuv(extremes, kYuy2), Header(16, kYuy2), flag);
+    EXPECT_EQ(mcu[0], -1024);
+    EXPECT_EQ(mcu[128], 1016);
+    EXPECT_EQ(mcu[192], 0);
+  }
+}
+
+// Field 0 takes the even lines from the top, field 1 the odd ones; MCU rows stand 16
+// frame lines apart. Each format, byte order and depth lands the same samples.
+TEST(InputConverterPlacement, FieldsMcusAndByteOrders) {
+  const RgbPicture rgb = RandomRgb(3);
+  for (int bytesPerPixel : {3, 4}) {
+    const auto out = ConvertAll(StoreRgb(rgb, bytesPerPixel), Header(static_cast<uint16_t>(8 * bytesPerPixel), 0),
+                                kProcessorPlain);
+    for (std::size_t i = 0; i < out.size(); ++i) {
+      const Origin at = OriginOf(i / 256, static_cast<int>(i % 256));
+      const Rgb& p = rgb[at.line * kWidth + at.x];
+      const int block = static_cast<int>(i % 256) / 64;
+      const int expected = block == 2 ? PlainCb(p) : block == 3 ? PlainCr(p)
+          : ((6423 * p.b + 33030 * p.g + 16843 * p.r + 32768) >> 16) * 8 - 896;
+      ASSERT_EQ(out[i], expected) << bytesPerPixel << " bytes, sample " << i;
+    }
+  }
+  const YuvPicture yuv = RandomYuv(5);
+  for (uint32_t fourCc : kYuvFourCcs) {
+    for (int32_t flag : {kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse, kProcessorIntelSse2}) {
+      if (flag != kProcessorPlain && !kVectorKernelsBuilt) continue;
+      const auto out = ConvertAll(StoreYuv(yuv, fourCc), Header(16, fourCc), flag);
+      for (std::size_t i = 0; i < out.size(); ++i) {
+        const Origin at = OriginOf(i / 256, static_cast<int>(i % 256));
+        const int block = static_cast<int>(i % 256) / 64;
+        const int pixel = at.line * kWidth + at.x;
+        const int byte = block < 2 ? yuv.y[pixel] : block == 2 ? yuv.u[pixel / 2] : yuv.v[pixel / 2];
+        ASSERT_EQ(out[i], byte * 8 - 1024) << std::hex << fourCc << std::dec << " flag " << flag << " sample " << i;
+      }
+    }
+  }
+}
+
+TEST(InputConverterPlacement, FieldOneStartsOneLineDown) {
+  // Height 480: field 1's first line is buffer line 478 for RGB, line 1 for YUV.
+  constexpr int kTall = 480;
+  FrameDescription description;
+  description.fieldCount = 2;
+  description.fieldIndex = 1;
+  BlockBuffer blocks;
+  ASSERT_TRUE(blocks.Allocate());
+  BitmapHeader rgbHeader = Header(32, 0);
+  rgbHeader.height = kTall;
+  std::vector<uint8_t> rgb(std::size_t{kWidth} * 4 * kTall, 0);
+  std::fill_n(rgb.begin() + std::size_t{478} * kWidth * 4, 4, uint8_t{255});
+  RgbInputConverter rgbConverter;
+  rgbConverter.Setup(rgb.data(), rgbHeader, description, kProcessorPlain);
+  rgbConverter.Convert(description, blocks, 0, 0);
+  EXPECT_EQ(blocks.coefficients[0], 856);
+  EXPECT_EQ(blocks.coefficients[1], -896);
+  // The next line of field 1 is two lines up in the buffer.
+  EXPECT_EQ(blocks.coefficients[8], -896);
+
+  BitmapHeader yuvHeader = Header(16, kY16FourCc);
+  yuvHeader.height = kTall;
+  std::vector<uint8_t> yuv(std::size_t{kWidth} * 2 * kTall, 0);
+  yuv[std::size_t{kWidth} * 2] = 255;
+  YuvInputConverter yuvConverter;
+  yuvConverter.Setup(yuv.data(), yuvHeader, description, kProcessorPlain);
+  yuvConverter.Convert(description, blocks, 0, 0);
+  EXPECT_EQ(blocks.coefficients[0], 1016);
+  EXPECT_EQ(blocks.coefficients[8], -1024);
+}
+
+TEST(InputConverterFormats, FactoryFollowsTheFormat) {
+  EXPECT_NE(dynamic_cast<RgbInputConverter*>(MakeInputConverter(Header(24, 0)).get()), nullptr);
+  EXPECT_NE(dynamic_cast<RgbInputConverter*>(MakeInputConverter(Header(32, 0)).get()), nullptr);
+  for (uint32_t fourCc : {kUyvy, kYuy2, kYvyu, kY16FourCc, MakeFourCc('y', 'u', 'y', '2')}) {
+    EXPECT_NE(dynamic_cast<YuvInputConverter*>(MakeInputConverter(Header(16, fourCc)).get()), nullptr);
+  }
+  EXPECT_EQ(MakeInputConverter(Header(24, kCodecFourCc)), nullptr);
+  EXPECT_EQ(MakeInputConverter(Header(16, 3)), nullptr);  // BI_BITFIELDS
+}
+
+TEST(InputConverterFormats, KernelChoiceFollowsWholeFlagValues) {
+  struct Expected {
+    int32_t flag;
+    InputKernel rgb24, rgb32, uyvy, yuy2, y16, yvyu;
+  };
+  const Expected table[] = {
+      {0, InputRgb24Plain, InputRgb32Plain, InputUyvyPlain, InputYuy2Plain, InputY16Plain, InputYvyuPlain},
+      {1, InputRgb24Mmx, InputRgb32Mmx, InputUyvyMmx, InputYuy2Plain, InputY16Plain, InputYvyuPlain},
+      {2, InputRgb24Plain, InputRgb32Plain, InputUyvyPlain, InputYuy2Plain, InputY16Plain, InputYvyuPlain},
+      {3, InputRgb24Mmx, InputRgb32Mmx, InputUyvyMmx, InputYuy2Mmx, InputY16Mmx, InputYvyuMmx},
+      {15, InputRgb24Sse, InputRgb32Sse, InputUyvySse, InputYuy2Sse, InputY16Sse, InputYvyuSse},
+      {135, InputRgb24Sse, InputRgb32Sse, InputUyvySse, InputYuy2Sse, InputY16Sse, InputYvyuSse},
+      {143, InputRgb24Sse, InputRgb32Sse, InputUyvySse, InputYuy2Sse, InputY16Sse, InputYvyuSse},
+      {31, InputRgb24Sse2, InputRgb32Sse2, InputUyvySse2, InputYuy2Sse2, InputY16Sse2, InputYvyuSse2},
+      {159, InputRgb24Plain, InputRgb32Plain, InputUyvyPlain, InputYuy2Plain, InputY16Plain, InputYvyuPlain},
+      {7, InputRgb24Plain, InputRgb32Plain, InputUyvyPlain, InputYuy2Plain, InputY16Plain, InputYvyuPlain},
+  };
+  std::vector<uint8_t> bits(std::size_t{kWidth} * kHeight * 4);
+  FrameDescription description;
+  description.fieldCount = 2;
+  for (const Expected& e : table) {
+    const std::pair<BitmapHeader, InputKernel> cases[] = {
+        {Header(24, 0), e.rgb24},     {Header(32, 0), e.rgb32},           {Header(16, kUyvy), e.uyvy},
+        {Header(16, kYuy2), e.yuy2}, {Header(16, kY16FourCc), e.y16}, {Header(16, kYvyu), e.yvyu}};
+    for (const auto& [header, kernel] : cases) {
+      auto converter = MakeInputConverter(header);
+      EXPECT_EQ(converter->Setup(bits.data(), header, description, e.flag), 0);
+      EXPECT_EQ(converter->kernel(), kernel) << "flag " << e.flag << " format " << std::hex << header.compression
+                                             << std::dec << "/" << header.bitCount;
+    }
+  }
+  // Without a flag Setup asks the processor.
+  RgbInputConverter detected;
+  detected.Setup(bits.data(), Header(24, 0), description);
+  EXPECT_EQ(detected.kernel(), SelectRgbInputKernel(DetectProcessor(), Header(24, 0)));
+}
+
+TEST(InputConverterFormats, SetupFaultsOnPurposeWithoutAKernel) {
+  std::vector<uint8_t> bits(std::size_t{kWidth} * kHeight * 4);
+  FrameDescription description;
+  description.fieldCount = 2;
+  const BitmapHeader rgbCases[] = {Header(16, 0), Header(8, 0), Header(24, kYuy2)};
+  for (const BitmapHeader& header : rgbCases) {
+    RgbInputConverter converter;
+    EXPECT_EQ(RunGuarded([&]() -> int32_t { return converter.Setup(bits.data(), header, description, 0); }),
+              kFaultResult)
+        << header.bitCount;
+  }
+  // The factory accepts any case; Setup compares as stored.
+  const BitmapHeader lower = Header(16, MakeFourCc('u', 'y', 'v', 'y'));
+  auto converter = MakeInputConverter(lower);
+  ASSERT_NE(converter, nullptr);
+  EXPECT_EQ(RunGuarded([&]() -> int32_t { return converter->Setup(bits.data(), lower, description, 3); }),
+            kFaultResult);
+}
+
+}  // namespace
+}  // namespace trvx
