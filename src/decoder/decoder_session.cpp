@@ -1,5 +1,6 @@
 #include "decoder/decoder_session.h"
 
+#include <cstdlib>
 #include <cstring>
 
 #include "decoder/frame_reader.h"
@@ -13,6 +14,14 @@ namespace trvx {
 namespace {
 
 constexpr std::size_t kQuantTableAreaBytes = kQuantTableSlots * kQuantTableEntries * sizeof(uint16_t);
+
+// A stream may declare any picture size; one larger than the bitmap the host gave
+// would have its MCUs placed outside that bitmap, so such a field is not decoded.
+bool FitsOutput(const FrameDescription& description, const BitmapHeader& outputFormat) {
+  const uint64_t outputWidth = static_cast<uint64_t>(std::abs(static_cast<int64_t>(outputFormat.width)));
+  const uint64_t outputHeight = static_cast<uint64_t>(std::abs(static_cast<int64_t>(outputFormat.height)));
+  return description.width <= outputWidth && uint64_t{description.height} * description.fieldCount <= outputHeight;
+}
 
 }  // namespace
 
@@ -92,7 +101,7 @@ int32_t DecoderSession::RunWorkerJob(void* session) {
   return DecodeField(static_cast<DecoderSession*>(session)->workerJob_) == kIcmOk ? 0 : kIcmError;
 }
 
-int32_t DecoderSession::DecodeBothFieldsHere(const uint8_t* firstCodedData) {
+int32_t DecoderSession::DecodeBothFieldsHere(const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
   Field& field = fields_[0];
   const FieldJob job = JobFor(field);
   if (DecodeField(job) != kIcmOk) return kIcmError;
@@ -101,6 +110,7 @@ int32_t DecoderSession::DecodeBothFieldsHere(const uint8_t* firstCodedData) {
   field.description.fieldIndex = 1;
   const uint8_t* secondField = firstCodedData + field.entropyDecoder->BytesConsumed();
   const uint8_t* secondCodedData = secondField + ReadFieldHeaders(secondField, field.description);
+  if (!FitsOutput(field.description, outputFormat)) return kIcmError;
   field.entropyDecoder->SetInput(secondCodedData);
   return DecodeField(job);
 }
@@ -115,15 +125,17 @@ int32_t DecoderSession::DecompressFrame(const BitmapHeader* outputFormat, uint8_
   if (twoThreads) StartFieldHeaders(fields_[1], 1);
 
   const uint8_t* firstCodedData = inputBits + ReadFieldHeaders(inputBits, first.description);
+  if (!FitsOutput(first.description, *outputFormat)) return kIcmError;
   outputConverter_->Setup(outputBits, *outputFormat, first.description);
   first.entropyDecoder->SetInput(firstCodedData);
 
   const uint32_t nextFieldOffset = twoThreads ? FindNextFieldOffset(inputBits) : 0;
-  if (nextFieldOffset == 0) return DecodeBothFieldsHere(firstCodedData);
+  if (nextFieldOffset == 0) return DecodeBothFieldsHere(firstCodedData, *outputFormat);
 
   Field& second = fields_[1];
   const uint8_t* secondField = inputBits + nextFieldOffset;
   second.entropyDecoder->SetInput(secondField + ReadFieldHeaders(secondField, second.description));
+  if (!FitsOutput(second.description, *outputFormat)) return kIcmError;
   workerJob_ = JobFor(second);
   fieldWorker_.Start();
   // On bad data in the first field the worker is deliberately not waited for.

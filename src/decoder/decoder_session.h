@@ -57,7 +57,7 @@ class DecoderSession {
   };
 
   void StartFieldHeaders(Field& field, uint8_t fieldIndex);
-  int32_t DecodeBothFieldsHere(const uint8_t* firstCodedData);
+  int32_t DecodeBothFieldsHere(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
   FieldJob JobFor(Field& field);
   static int32_t RunWorkerJob(void* session);
 
