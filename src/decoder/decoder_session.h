@@ -14,8 +14,6 @@
 
 namespace trvx {
 
-using ProcessorCountQuery = uint32_t (*)();
-
 // One field's share of the per-MCU work: what DecodeField needs, and what the worker
 // thread is handed for the second field.
 struct FieldJob {

@@ -10,10 +10,7 @@ namespace trvx {
 namespace {
 
 constexpr uint32_t kBiRgb = 0;
-// "Y16" is three characters and a zero byte: hosts tag the blocked 4:2:2 layout so.
-constexpr uint32_t kPackedYuvFourCcs[] = {
-    MakeFourCc('U', 'Y', 'V', 'Y'), MakeFourCc('Y', 'U', 'Y', '2'),
-    MakeFourCc('Y', '1', '6', '\0'), MakeFourCc('Y', 'V', 'Y', 'U')};
+constexpr uint32_t kPackedYuvFourCcs[] = {kUyvyFourCc, kYuy2FourCc, kY16FourCc, kYvyuFourCc};
 
 bool IsMultipleOf16(int32_t value) { return value % 16 == 0; }
 

@@ -16,8 +16,6 @@
 
 namespace trvx {
 
-using ProcessorCountQuery = uint32_t (*)();
-
 // One field's share of the per-MCU work: what field coding needs, and what the worker
 // thread is handed for the second field.
 struct EncodeJob {

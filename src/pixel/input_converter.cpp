@@ -6,32 +6,6 @@
 #include "settings/settings_record.h"
 
 namespace trvx {
-namespace {
-
-constexpr uint32_t kUyvy = MakeFourCc('U', 'Y', 'V', 'Y');
-constexpr uint32_t kYuy2 = MakeFourCc('Y', 'U', 'Y', '2');
-constexpr uint32_t kYvyu = MakeFourCc('Y', 'V', 'Y', 'U');
-
-enum class KernelPath { Plain, Mmx, Sse, Sse2 };
-
-KernelPath PathFor(int32_t processorFlag) {
-  switch (processorFlag) {
-    case kProcessorAmdMmx:
-    case kProcessorIntelMmx:
-      return KernelPath::Mmx;
-    case kProcessorIntelSse:
-    case kProcessorAmdMmxExtensions:
-    case kProcessorAmdSse:
-      return KernelPath::Sse;
-    case kProcessorIntelSse2:
-      return KernelPath::Sse2;
-    default:
-      // Including kProcessorAmdSse2: those processors run the plain pixel kernels.
-      return KernelPath::Plain;
-  }
-}
-
-}  // namespace
 
 InputKernel SelectRgbInputKernel(int32_t processorFlag, const BitmapHeader& inputFormat) {
   static constexpr InputKernel kRgb24[] = {InputRgb24Plain, InputRgb24Mmx, InputRgb24Sse,
@@ -39,7 +13,7 @@ InputKernel SelectRgbInputKernel(int32_t processorFlag, const BitmapHeader& inpu
   static constexpr InputKernel kRgb32[] = {InputRgb32Plain, InputRgb32Mmx, InputRgb32Sse,
                                            InputRgb32Sse2};
   if (inputFormat.compression != 0) return nullptr;
-  const auto path = static_cast<int>(PathFor(processorFlag));
+  const auto path = static_cast<int>(PixelKernelPath(processorFlag));
   if (inputFormat.bitCount == 24) return kRgb24[path];
   if (inputFormat.bitCount == 32) return kRgb32[path];
   return nullptr;
@@ -54,14 +28,14 @@ InputKernel SelectYuvInputKernel(int32_t processorFlag, uint32_t fourCc) {
                                                  InputYvyuSse2};
   static constexpr InputKernel kY16Kernels[] = {InputY16Plain, InputY16Mmx, InputY16Sse,
                                                 InputY16Sse2};
-  auto path = PathFor(processorFlag);
+  auto path = PixelKernelPath(processorFlag);
   // An AMD with plain MMX gets the MMX kernel for UYVY only; kept as the codec always did.
-  if (processorFlag == kProcessorAmdMmx && fourCc != kUyvy) path = KernelPath::Plain;
+  if (processorFlag == kProcessorAmdMmx && fourCc != kUyvyFourCc) path = KernelPath::Plain;
   const auto index = static_cast<int>(path);
   switch (fourCc) {
-    case kUyvy: return kUyvyKernels[index];
-    case kYuy2: return kYuy2Kernels[index];
-    case kYvyu: return kYvyuKernels[index];
+    case kUyvyFourCc: return kUyvyKernels[index];
+    case kYuy2FourCc: return kYuy2Kernels[index];
+    case kYvyuFourCc: return kYvyuKernels[index];
     case kY16FourCc: return kY16Kernels[index];
     default: return nullptr;
   }

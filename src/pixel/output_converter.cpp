@@ -5,44 +5,17 @@
 #include "settings/settings_record.h"
 
 namespace trvx {
-namespace {
-
-constexpr uint32_t kUyvy = MakeFourCc('U', 'Y', 'V', 'Y');
-constexpr uint32_t kYuy2 = MakeFourCc('Y', 'U', 'Y', '2');
-constexpr uint32_t kYvyu = MakeFourCc('Y', 'V', 'Y', 'U');
-
-enum class KernelPath { Plain, Mmx, Sse, Sse2 };
-
-KernelPath PathFor(int32_t processorFlag) {
-  switch (processorFlag) {
-    case kProcessorAmdMmx:
-    case kProcessorIntelMmx:
-      return KernelPath::Mmx;
-    case kProcessorIntelSse:
-    case kProcessorAmdMmxExtensions:
-    case kProcessorAmdSse:
-      return KernelPath::Sse;
-    case kProcessorIntelSse2:
-      return KernelPath::Sse2;
-    default:
-      // Including kProcessorAmdSse2: those processors run the plain pixel kernels.
-      return KernelPath::Plain;
-  }
-}
-
-}  // namespace
 
 int32_t ClassifyOutputFormat(const BitmapHeader& outputFormat) {
-  if (outputFormat.compression == 0) return kOutputClassRgb;
-  switch (UpperCaseFourCc(outputFormat.compression)) {
-    case kUyvy:
-    case kYuy2:
-    case kYvyu:
-    case kY16FourCc:
+  switch (ClassifyFormat(outputFormat)) {
+    case FormatClass::Rgb:
+      return kOutputClassRgb;
+    case FormatClass::PackedYuv:
       return kOutputClassYuv;
-    default:
-      return kOutputClassRefused;
+    case FormatClass::Other:
+      break;
   }
+  return kOutputClassRefused;
 }
 
 OutputKernel SelectRgbOutputKernel(int32_t processorFlag, uint8_t bytesPerPixel) {
@@ -50,7 +23,7 @@ OutputKernel SelectRgbOutputKernel(int32_t processorFlag, uint8_t bytesPerPixel)
                                             OutputRgb24Sse2};
   static constexpr OutputKernel kRgb32[] = {OutputRgb32Plain, OutputRgb32Mmx, OutputRgb32Sse,
                                             OutputRgb32Sse2};
-  const auto path = static_cast<int>(PathFor(processorFlag));
+  const auto path = static_cast<int>(PixelKernelPath(processorFlag));
   if (bytesPerPixel == 3) return kRgb24[path];
   if (bytesPerPixel == 4) return kRgb32[path];
   return nullptr;
@@ -65,11 +38,11 @@ OutputKernel SelectYuvOutputKernel(int32_t processorFlag, uint32_t fourCc) {
                                                   OutputYvyuSse2};
   static constexpr OutputKernel kY16Kernels[] = {OutputY16Plain, OutputY16Mmx, OutputY16Sse,
                                                  OutputY16Sse2};
-  const auto path = static_cast<int>(PathFor(processorFlag));
+  const auto path = static_cast<int>(PixelKernelPath(processorFlag));
   switch (fourCc) {
-    case kUyvy: return kUyvyKernels[path];
-    case kYuy2: return kYuy2Kernels[path];
-    case kYvyu: return kYvyuKernels[path];
+    case kUyvyFourCc: return kUyvyKernels[path];
+    case kYuy2FourCc: return kYuy2Kernels[path];
+    case kYvyuFourCc: return kYvyuKernels[path];
     case kY16FourCc: return kY16Kernels[path];
     default: return nullptr;
   }

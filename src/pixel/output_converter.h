@@ -21,7 +21,6 @@ constexpr int32_t kOutputSetupFailed = static_cast<int32_t>(0x80004005u);
 constexpr int32_t kOutputNoKernel = -100;
 
 // Blocked 4:2:2: per row 8 Y, 8 Y, 8 Cb, 8 Cr. Its FourCC has only three characters.
-constexpr uint32_t kY16FourCc = 0x00363159u;
 
 // biCompression 0 is RGB; UYVY, YUY2, YVYU and "Y16" in any letter case are YUV.
 int32_t ClassifyOutputFormat(const BitmapHeader& outputFormat);

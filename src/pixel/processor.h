@@ -27,12 +27,29 @@ struct CpuidReadings {
 // The flag for the given readings; no CPUID involved.
 int32_t ClassifyProcessor(const CpuidReadings& readings);
 
-// Whether the flag selects MMX, SSE or SSE2 pixel and transform kernels. An AMD
-// processor with SSE2 (and any unnamed value) deliberately runs the plain ones.
-constexpr bool UsesVectorKernels(int32_t flag) {
-  return flag == kProcessorAmdMmx || flag == kProcessorIntelMmx || flag == kProcessorIntelSse ||
-         flag == kProcessorIntelSse2 || flag == kProcessorAmdMmxExtensions || flag == kProcessorAmdSse;
+// The kernel variant a processor flag picks in the pixel converter families. The
+// switch is on whole values: an AMD processor with SSE2 (and any unnamed value)
+// deliberately runs the plain kernels.
+enum class KernelPath { Plain, Mmx, Sse, Sse2 };
+
+constexpr KernelPath PixelKernelPath(int32_t flag) {
+  switch (flag) {
+    case kProcessorAmdMmx:
+    case kProcessorIntelMmx:
+      return KernelPath::Mmx;
+    case kProcessorIntelSse:
+    case kProcessorAmdMmxExtensions:
+    case kProcessorAmdSse:
+      return KernelPath::Sse;
+    case kProcessorIntelSse2:
+      return KernelPath::Sse2;
+    default:
+      return KernelPath::Plain;
+  }
 }
+
+// Whether the flag selects MMX, SSE or SSE2 pixel and transform kernels.
+constexpr bool UsesVectorKernels(int32_t flag) { return PixelKernelPath(flag) != KernelPath::Plain; }
 
 // Runs CPUID under the fault guard (a fault gives 0) and classifies the result. Not
 // cached. TRVX_CPU set to one of the eight flag values forces that value instead, so

@@ -36,5 +36,7 @@ class WorkerThread {
 
 // The number of processors the system reports; the sessions only ask whether it is two or more.
 uint32_t SystemProcessorCount();
+// Where a session asks; tests give one that answers 1 or 2.
+using ProcessorCountQuery = uint32_t (*)();
 
 }  // namespace trvx

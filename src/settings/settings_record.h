@@ -18,6 +18,12 @@ constexpr uint32_t MakeFourCc(char a, char b, char c, char d) {
 
 constexpr uint32_t kCodecFourCc = MakeFourCc('T', 'R', 'V', 'X');
 constexpr uint32_t kMjpgFourCc = MakeFourCc('M', 'J', 'P', 'G');
+// The packed 4:2:2 layouts the codec reads and writes; "Y16" is three characters and a
+// zero byte, as hosts tag the blocked layout.
+constexpr uint32_t kUyvyFourCc = MakeFourCc('U', 'Y', 'V', 'Y');
+constexpr uint32_t kYuy2FourCc = MakeFourCc('Y', 'U', 'Y', '2');
+constexpr uint32_t kYvyuFourCc = MakeFourCc('Y', 'V', 'Y', 'U');
+constexpr uint32_t kY16FourCc = MakeFourCc('Y', '1', '6', '\0');
 
 // The user's settings, copied as one flat block: it is also the state blob that hosts
 // read and write through ICM_GETSTATE/ICM_SETSTATE, so its layout is fixed.

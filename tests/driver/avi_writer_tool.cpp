@@ -18,10 +18,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   const int frames = std::atoi(argv[2]);
-  const char* directory = std::getenv("TRVX_TESTDATA");
-  std::ifstream file(std::string(directory != nullptr ? directory : ".") + "\\photo_720x576.rgb24.ref",
-                     std::ios::binary);
-  std::vector<uint8_t> picture((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const std::vector<uint8_t> picture = trvx::test::ReadTestData("photo_720x576.rgb24.ref");
   if (picture.size() != 720u * 576u * 3u || !trvx::test::InstallCodec()) {
     std::printf("no test picture or codec\n");
     return 1;

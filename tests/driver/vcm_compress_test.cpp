@@ -19,12 +19,6 @@ constexpr LONG kWidth = 720;
 constexpr LONG kHeight = 576;
 constexpr std::size_t kScanPadding = 0x10400 + 0x10000 + 64;
 
-std::vector<uint8_t> ReadTestData(const std::string& name) {
-  const char* directory = std::getenv("TRVX_TESTDATA");
-  std::ifstream file(std::string(directory != nullptr ? directory : ".") + "\\" + name, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
 struct InputFormat {
   const char* name;  // the photograph as the native build decoded it into this format
   DWORD compression;

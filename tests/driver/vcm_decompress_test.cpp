@@ -21,16 +21,6 @@ constexpr LONG kHeight = 576;
 // The frame reader scans a fixed window whatever the frame's length: inputs carry padding.
 constexpr std::size_t kInputPadding = 0x10400 + 0x10000 + 64;
 
-std::vector<uint8_t> ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-std::string TestData(const std::string& name) {
-  const char* directory = std::getenv("TRVX_TESTDATA");
-  return std::string(directory != nullptr ? directory : ".") + "\\" + name;
-}
-
 struct OutputFormat {
   const char* name;
   DWORD compression;
@@ -88,8 +78,8 @@ int MaxDifference(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) 
 class VcmDecompress : public testing::TestWithParam<const char*> {
  protected:
   void SetUp() override {
-    frame_ = ReadFile(TestData(GetParam()));
-    ASSERT_FALSE(frame_.empty()) << "test frame missing: " << TestData(GetParam());
+    frame_ = ReadTestData(GetParam());
+    ASSERT_FALSE(frame_.empty()) << "test frame missing: " << GetParam();
     frame_.resize(frame_.size() + kInputPadding, 0);
     ASSERT_TRUE(InstallCodec());
     codec_ = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_DECOMPRESS);
@@ -121,7 +111,7 @@ class VcmDecompress : public testing::TestWithParam<const char*> {
 
 TEST_P(VcmDecompress, EveryOutputFormatMatchesTheNativeDecode) {
   for (const OutputFormat& format : kOutputFormats) {
-    const std::vector<uint8_t> expected = ReadFile(TestData(std::string("photo_720x576.") + format.name + ".ref"));
+    const std::vector<uint8_t> expected = ReadTestData(std::string("photo_720x576.") + format.name + ".ref");
     ASSERT_EQ(expected.size(), static_cast<std::size_t>(kWidth * kHeight * format.bitCount / 8)) << format.name;
     EXPECT_LE(MaxDifference(Decode(format), expected), AllowedDifference(format)) << format.name;
 

@@ -31,16 +31,6 @@ constexpr std::size_t kInputPadding = 2 * kFieldReadWindow + 64 * 1024;
 constexpr std::size_t kPage = 4096;
 constexpr uint8_t kUntouched = 0xA5;
 
-std::vector<uint8_t> ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-std::string TestData(const std::string& name) {
-  const char* directory = std::getenv("TRVX_TESTDATA");
-  return std::string(directory != nullptr ? directory : ".") + "\\" + name;
-}
-
 // Bytes that end exactly where an inaccessible page begins.
 class FencedBuffer {
  public:
@@ -92,8 +82,8 @@ void Defuse(std::vector<uint8_t>& frame) {
 class VcmHostileFrames : public testing::Test {
  protected:
   void SetUp() override {
-    frame_ = ReadFile(TestData("photo_64x32.trvx"));
-    ASSERT_FALSE(frame_.empty()) << "test frame missing: " << TestData("photo_64x32.trvx");
+    frame_ = ReadTestData("photo_64x32.trvx");
+    ASSERT_FALSE(frame_.empty()) << "test frame missing: photo_64x32.trvx";
     // Only the APP1 marker goes; the SOF0s of the real frame stay.
     for (std::size_t i = 0; i + 1 < frame_.size(); ++i) {
       if (frame_[i] == 0xFF && frame_[i + 1] == 0xE1) frame_[i + 1] = 0xE2;

@@ -1,6 +1,9 @@
 #include "support/codec_library.h"
 
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 namespace trvx::test {
@@ -46,6 +49,12 @@ void DeleteCodecRegistryKeys() {
                            "Software\\Pellacorte\\Onderwane", "Software\\Pellacorte"}) {
     RegDeleteKeyA(HKEY_CLASSES_ROOT, path);
   }
+}
+
+std::vector<uint8_t> ReadTestData(const std::string& name) {
+  const char* directory = std::getenv("TRVX_TESTDATA");
+  std::ifstream file(std::string(directory != nullptr ? directory : ".") + "\\" + name, std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
 uint32_t FourCc(const char (&text)[5]) { return mmioFOURCC(text[0], text[1], text[2], text[3]); }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace trvx::test {
 
@@ -34,5 +35,9 @@ bool InstallCodec();
 void DeleteCodecRegistryKeys();
 
 uint32_t FourCc(const char (&text)[5]);
+
+// A file the native build wrote for the Windows tests (frames, reference decodes),
+// from the directory TRVX_TESTDATA names; empty when it is missing.
+std::vector<uint8_t> ReadTestData(const std::string& name);
 
 }  // namespace trvx::test
