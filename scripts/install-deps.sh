@@ -26,7 +26,7 @@ packages=(
   g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix mingw-w64-tools
   wine wine32:i386 wine64
   xvfb xauth imagemagick x11-apps
-  ffmpeg libjpeg-turbo-progs libturbojpeg0-dev mate-backgrounds
+  ffmpeg libjpeg-turbo-progs libturbojpeg0-dev libjpeg62-turbo-dev mate-backgrounds
   clang libclang-rt-14-dev
 )
 

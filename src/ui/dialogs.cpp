@@ -1,34 +1,36 @@
 #include "ui/dialogs.h"
 
+#include <cstring>
+
 #include "driver/module_handle.h"
-#include "ui/resource_ids.h"
+#include "ui/dialog_parts.h"
 
 namespace trvx {
 
-namespace {
+INT_PTR RunDialog(int templateId, HWND parent, DLGPROC procedure, LPARAM parameter) {
+  return DialogBoxParamA(CodecModule(), MAKEINTRESOURCEA(templateId), parent, procedure, parameter);
+}
 
-// Until the dialogs have their controls, each one only closes: OK with 1, Cancel with 0.
-INT_PTR CALLBACK ClosingDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM) {
-  if (message == WM_INITDIALOG) return TRUE;
-  if (message == WM_COMMAND && (LOWORD(wParam) == IDOK || LOWORD(wParam) == IDCANCEL)) {
-    EndDialog(dialog, LOWORD(wParam) == IDOK ? 1 : 0);
-    return TRUE;
+void CutApplicationPath(char* name) {
+  const std::size_t length = std::strlen(name);
+  for (std::size_t i = length + 1; i-- > 0;) {
+    const bool afterSeparator = i > 0 && (name[i - 1] == '\\' || name[i - 1] == '/');
+    if (afterSeparator || name[i] == ':') {
+      std::memmove(name, name + i, length - i + 1);
+      return;
+    }
   }
-  return FALSE;
 }
 
-INT_PTR ShowDialog(int id, HWND parent, LPARAM parameter) {
-  return DialogBoxParamA(CodecModule(), MAKEINTRESOURCEA(id), parent, ClosingDialogProc, parameter);
+void RemoveSelectedItem(HWND dialog, int listId, int editId) {
+  const LRESULT selected = SendDlgItemMessageA(dialog, listId, LB_GETCURSEL, 0, 0);
+  if (selected != LB_ERR) {
+    const LRESULT left = SendDlgItemMessageA(dialog, listId, LB_DELETESTRING, selected, 0);
+    if (left != LB_ERR && left > 0) {
+      SendDlgItemMessageA(dialog, listId, LB_SETCURSEL, selected < left ? selected : left - 1, 0);
+    }
+  }
+  SetDlgItemTextA(dialog, editId, "");
 }
-
-}  // namespace
-
-void ShowDriverDialog(HWND parent) { ShowDialog(kDialogDriver, parent, 0); }
-
-INT_PTR ShowSettingsDialog(HWND parent, SettingsRecord* settings) {
-  return ShowDialog(kDialogSettings, parent, reinterpret_cast<LPARAM>(settings));
-}
-
-INT_PTR ShowAboutDialog(HWND parent, uint32_t tag) { return ShowDialog(kDialogAbout, parent, tag); }
 
 }  // namespace trvx

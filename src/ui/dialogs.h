@@ -12,5 +12,7 @@ namespace trvx {
 void ShowDriverDialog(HWND parent);
 INT_PTR ShowSettingsDialog(HWND parent, SettingsRecord* settings);
 INT_PTR ShowAboutDialog(HWND parent, uint32_t tag);
+// Edits the process-wide defective list: 1 for OK (already written), 2 for Cancel.
+INT_PTR ShowDefectiveAppsDialog(HWND parent);
 
 }  // namespace trvx

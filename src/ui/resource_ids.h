@@ -15,4 +15,25 @@
 #define kStringBuild 5
 #define kStringSettingsCaption 6
 
+/* Controls of the dialogs. */
+#define kControlAboutText 1000
+#define kControlDriverSettings 1001
+#define kControlDriverAbout 1002
+#define kControlBanner 1003
+#define kControlFourCcList 1004
+#define kControlFourCcEdit 1005
+#define kControlFourCcAdd 1006
+#define kControlFourCcRemove 1007
+#define kControlAppList 1008
+#define kControlAppEdit 1009
+#define kControlAppAdd 1010
+#define kControlAppRemove 1011
+#define kControlAppBrowse 1012
+#define kControlSettingsAbout 1013
+#define kControlChangeFieldsOrder 1014
+#define kControlDefectiveList 1015
+#define kControlDefectiveAdd 1016
+#define kControlDefectiveDelete 1017
+#define kControlAdvanced 1018
+
 #endif

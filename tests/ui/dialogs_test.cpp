@@ -1,0 +1,665 @@
+// The configuration dialogs driven as a person would: the test's thread opens a dialog
+// through the codec and sits in its modal loop, while a second thread finds each window,
+// types into it, clicks its buttons, reads its lists and answers its message boxes.
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <vfw.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "settings/settings_record.h"
+#include "support/codec_library.h"
+
+namespace trvx::test {
+namespace {
+
+constexpr DWORD_PTR kNoInstance = 0xFFFFFFFF;
+
+// Control ids and captions of the codec's dialogs.
+constexpr int kAboutText = 1000;
+constexpr int kDriverSettings = 1001;
+constexpr int kDriverAbout = 1002;
+constexpr int kFourCcList = 1004;
+constexpr int kFourCcEdit = 1005;
+constexpr int kFourCcAdd = 1006;
+constexpr int kFourCcRemove = 1007;
+constexpr int kAppList = 1008;
+constexpr int kAppEdit = 1009;
+constexpr int kAppAdd = 1010;
+constexpr int kAppBrowse = 1012;
+constexpr int kSettingsAbout = 1013;
+constexpr int kChangeFieldsOrder = 1014;
+constexpr int kDefectiveList = 1015;
+constexpr int kDefectiveAdd = 1016;
+constexpr int kDefectiveDelete = 1017;
+constexpr int kAdvanced = 1018;
+constexpr char kDriverCaption[] = "Configure your M-JPEG";
+constexpr char kSettingsCaption[] = "Configure Korvantelix M-JPEG";
+constexpr char kAboutCaption[] = "About...";
+constexpr char kDefectiveCaption[] = "List of defective application";
+
+constexpr char kCodecKey[] = "Software\\Korvantelix\\MJPG codec";
+constexpr char kApplicationKey[] = "Software\\Pellacorte\\Onderwane\\Codec";
+constexpr char kDefectiveKey[] = "SoftWare\\Korvantelix\\Common codec's settings\\YUV defective application";
+
+using Items = std::vector<std::string>;
+
+std::string CodecString(UINT id) {
+  const HMODULE codec = LoadLibraryExA(CodecPath().c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+  char text[2048] = "";
+  LoadStringA(codec, id, text, sizeof text);
+  FreeLibrary(codec);
+  return text;
+}
+
+struct BoxContent {
+  std::string texts;  // each child's text followed by "|"
+  HICON icon = nullptr;
+};
+
+BOOL CALLBACK CollectBoxContent(HWND child, LPARAM parameter) {
+  BoxContent& found = *reinterpret_cast<BoxContent*>(parameter);
+  char text[256] = "";
+  GetWindowTextA(child, text, sizeof text);
+  found.texts += std::string(text) + "|";
+  if ((GetWindowLongA(child, GWL_STYLE) & SS_TYPEMASK) == SS_ICON) {
+    found.icon = reinterpret_cast<HICON>(SendMessageA(child, STM_GETICON, 0, 0));
+  }
+  return TRUE;
+}
+
+// The person at the keyboard, on a thread of its own.
+class User {
+ public:
+  explicit User(DWORD dialogThread) : dialogThread_(dialogThread) {}
+
+  // A visible dialog of the codec's thread with this caption, or null after the wait.
+  HWND WaitFor(const char* caption, DWORD milliseconds = 5000) const {
+    for (DWORD waited = 0; waited < milliseconds; waited += 10) {
+      const HWND window = FindWindowA("#32770", caption);
+      if (window != nullptr && IsWindowVisible(window) &&
+          GetWindowThreadProcessId(window, nullptr) == dialogThread_) {
+        return window;
+      }
+      Sleep(10);
+    }
+    return nullptr;
+  }
+
+  // Waits until the window is gone and its owner has finished the click that opened it.
+  static bool WaitGone(HWND window, HWND owner) {
+    for (int i = 0; i < 500 && IsWindow(window); ++i) Sleep(10);
+    if (IsWindow(window)) return false;
+    Sleep(50);
+    SendMessageA(owner, WM_NULL, 0, 0);
+    return true;
+  }
+
+  static void Type(HWND dialog, int id, const char* text) { SetDlgItemTextA(dialog, id, text); }
+  // A click whose handler returns without opening anything.
+  static void Click(HWND dialog, int id) { SendMessageA(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+  // A click that opens a modal window: posted, since the handler does not return until it closes.
+  static void ClickOpening(HWND dialog, int id) { PostMessageA(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+
+  void PressEscape(HWND dialog) const {
+    GUITHREADINFO info = {};
+    info.cbSize = sizeof info;
+    GetGUIThreadInfo(dialogThread_, &info);
+    const HWND target = info.hwndFocus != nullptr ? info.hwndFocus : dialog;
+    PostMessageA(target, WM_KEYDOWN, VK_ESCAPE, 0x00010001);
+    PostMessageA(target, WM_KEYUP, VK_ESCAPE, 0xC0010001);
+  }
+
+  static Items ListItems(HWND dialog, int id) {
+    Items items;
+    const LRESULT count = SendDlgItemMessageA(dialog, id, LB_GETCOUNT, 0, 0);
+    for (LRESULT i = 0; i < count; ++i) {
+      char text[600] = "";
+      SendDlgItemMessageA(dialog, id, LB_GETTEXT, i, reinterpret_cast<LPARAM>(text));
+      items.emplace_back(text);
+    }
+    return items;
+  }
+  static LRESULT Selected(HWND dialog, int id) { return SendDlgItemMessageA(dialog, id, LB_GETCURSEL, 0, 0); }
+  static void Select(HWND dialog, int id, LRESULT index) { SendDlgItemMessageA(dialog, id, LB_SETCURSEL, index, 0); }
+  static std::string Text(HWND dialog, int id) {
+    char text[2048] = "";
+    GetDlgItemTextA(dialog, id, text, sizeof text);
+    return text;
+  }
+
+  // Reads a message box, checks its text and icon, and presses its OK button.
+  void AnswerMessageBox(HWND owner, const char* caption, const char* text, LPCSTR icon) const {
+    const HWND box = WaitFor(caption);
+    ASSERT_NE(box, nullptr) << "no message box \"" << caption << "\"";
+    BoxContent found;
+    EnumChildWindows(box, CollectBoxContent, reinterpret_cast<LPARAM>(&found));
+    EXPECT_NE(found.texts.find(std::string("|") + text + "|"), std::string::npos) << found.texts;
+    EXPECT_EQ(found.icon, LoadIconA(nullptr, icon)) << caption;
+    Click(box, IDOK);
+    EXPECT_TRUE(WaitGone(box, owner));
+  }
+
+  // Types a file name into the open-file dialog with this title and confirms it.
+  void ChooseFile(HWND owner, const char* title, const char* path) const {
+    const HWND chooser = WaitFor(title);
+    ASSERT_NE(chooser, nullptr) << "no file dialog \"" << title << "\"";
+    for (int nameControl : {0x47C, 0x480}) {  // combo box cmb13 or edit edt1, whichever the dialog has
+      if (GetDlgItem(chooser, nameControl) != nullptr) SetDlgItemTextA(chooser, nameControl, path);
+    }
+    ClickOpening(chooser, IDOK);
+    EXPECT_TRUE(WaitGone(chooser, owner));
+  }
+
+  // A 24-bit screen grab of the window, as screenshots\<name>.bmp beside the test program.
+  static void Screenshot(HWND window, const char* name) {
+    Sleep(300);  // let it paint
+    RECT rect;
+    GetWindowRect(window, &rect);
+    const int width = rect.right - rect.left;
+    const int height = rect.bottom - rect.top;
+    BITMAPINFO info = {};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = width;
+    info.bmiHeader.biHeight = height;
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 24;
+    const HDC screen = GetDC(nullptr);
+    const HDC memory = CreateCompatibleDC(screen);
+    void* bits = nullptr;
+    const HBITMAP picture = CreateDIBSection(screen, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    const HGDIOBJ old = SelectObject(memory, picture);
+    BitBlt(memory, 0, 0, width, height, screen, rect.left, rect.top, SRCCOPY);
+    GdiFlush();
+
+    const DWORD imageBytes = ((width * 3 + 3) & ~3) * height;
+    BITMAPFILEHEADER file = {};
+    file.bfType = 0x4D42;
+    file.bfOffBits = sizeof file + sizeof info.bmiHeader;
+    file.bfSize = file.bfOffBits + imageBytes;
+    const std::string directory = CodecPath().substr(0, CodecPath().find_last_of('\\') + 1) + "screenshots";
+    CreateDirectoryA(directory.c_str(), nullptr);
+    if (FILE* out = std::fopen((directory + "\\" + name + ".bmp").c_str(), "wb")) {
+      std::fwrite(&file, sizeof file, 1, out);
+      std::fwrite(&info.bmiHeader, sizeof info.bmiHeader, 1, out);
+      std::fwrite(bits, imageBytes, 1, out);
+      std::fclose(out);
+    }
+    SelectObject(memory, old);
+    DeleteObject(picture);
+    DeleteDC(memory);
+    ReleaseDC(nullptr, screen);
+  }
+
+ private:
+  DWORD dialogThread_;
+};
+
+// Closes whatever a failed script left open, so the test reports instead of hanging.
+BOOL CALLBACK CancelDialog(HWND window, LPARAM) {
+  char name[16] = "";
+  GetClassNameA(window, name, sizeof name);
+  if (std::strcmp(name, "#32770") == 0) PostMessageA(window, WM_COMMAND, IDCANCEL, 0);
+  return TRUE;
+}
+
+void CloseDialogsOf(DWORD thread) { EnumThreadWindows(thread, CancelDialog, 0); }
+
+// Runs open() on this thread while the user acts on another; returns what open() returned.
+LRESULT WhileUserActs(const std::function<void(const User&)>& acts, const std::function<LRESULT()>& open) {
+  const DWORD thread = GetCurrentThreadId();
+  std::atomic<bool> returned{false};
+  std::thread person([&] {
+    const User user(thread);
+    acts(user);
+    for (int waited = 0; !returned; waited += 50) {
+      if (waited >= 5000) CloseDialogsOf(thread);
+      Sleep(50);
+    }
+  });
+  const LRESULT result = open();
+  returned = true;
+  person.join();
+  return result;
+}
+
+// The host's main window, which the dialogs take as their parent.
+class HostWindow {
+ public:
+  HostWindow() : window_(CreateWindowA("STATIC", "host", WS_OVERLAPPEDWINDOW, 0, 0, 200, 100, nullptr, nullptr,
+                                       GetModuleHandleA(nullptr), nullptr)) {}
+  ~HostWindow() { DestroyWindow(window_); }
+  HWND get() const { return window_; }
+  LPARAM param() const { return reinterpret_cast<LPARAM>(window_); }
+
+ private:
+  HWND window_;
+};
+
+uint32_t Tag(const char* text) { return MakeFourCc(text[0], text[1], text[2], text[3]); }
+
+SettingsRecord Record(uint32_t changeFieldsOrder, const Items& fourCcs, const Items& applications) {
+  SettingsRecord record = {};
+  record.tag = kCodecFourCc;
+  record.changeFieldsOrder = changeFieldsOrder;
+  for (std::size_t i = 0; i < fourCcs.size(); ++i) record.fourCcs[i] = Tag(fourCcs[i].c_str());
+  for (std::size_t i = 0; i < applications.size(); ++i) std::strcpy(record.applications[i], applications[i].c_str());
+  return record;
+}
+
+Items FourCcsOf(const SettingsRecord& record) {
+  Items items;
+  for (uint32_t fourCc : record.fourCcs) {
+    if (fourCc != 0) items.push_back(std::string(reinterpret_cast<const char*>(&fourCc), 4));
+  }
+  return items;
+}
+
+Items ApplicationsOf(const SettingsRecord& record) {
+  Items items;
+  for (const char* name : record.applications) {
+    if (name[0] != '\0') items.emplace_back(name);
+  }
+  return items;
+}
+
+void ExpectSameRecord(const SettingsRecord& actual, const SettingsRecord& expected) {
+  EXPECT_EQ(actual.tag, expected.tag);
+  EXPECT_EQ(actual.changeFieldsOrder, expected.changeFieldsOrder);
+  EXPECT_EQ(FourCcsOf(actual), FourCcsOf(expected));
+  EXPECT_EQ(ApplicationsOf(actual), ApplicationsOf(expected));
+  EXPECT_EQ(std::memcmp(&actual, &expected, sizeof actual), 0) << "the records differ beyond their lists";
+}
+
+bool ReadDword(const char* key, const char* name, DWORD* value) {
+  HKEY opened;
+  if (RegOpenKeyExA(HKEY_CLASSES_ROOT, key, 0, KEY_READ, &opened) != ERROR_SUCCESS) return false;
+  DWORD size = sizeof *value;
+  DWORD type = 0;
+  const LONG status = RegQueryValueExA(opened, name, nullptr, &type, reinterpret_cast<BYTE*>(value), &size);
+  RegCloseKey(opened);
+  return status == ERROR_SUCCESS && type == REG_DWORD && size == sizeof *value;
+}
+
+std::string ReadString(const char* key, const char* name) {
+  HKEY opened;
+  if (RegOpenKeyExA(HKEY_CLASSES_ROOT, key, 0, KEY_READ, &opened) != ERROR_SUCCESS) return "(no key)";
+  char text[600] = "";
+  DWORD size = sizeof text - 1;
+  DWORD type = 0;
+  const LONG status = RegQueryValueExA(opened, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &size);
+  RegCloseKey(opened);
+  if (status != ERROR_SUCCESS) return "(missing)";
+  return type == REG_SZ ? text : "(not a string)";
+}
+
+// The build text of the About dialog: "<version> (<commit>, <date>)" from the version resource.
+const std::regex kBuildLine(R"(Build: \d+\.\d+\.\d+ \(.+, \d{4}-\d{2}-\d{2}\)$)");
+
+class Dialogs : public testing::Test {
+ protected:
+  void SetUp() override { DeleteCodecRegistryKeys(); }
+  void TearDown() override {
+    // The outside check of the saved settings reads what the driver dialog left behind.
+    if (std::getenv("TRVX_KEEP_SAVED_SETTINGS") == nullptr) DeleteCodecRegistryKeys();
+  }
+  HostWindow host_;
+};
+
+// Sorted as the list boxes sort: none of these differ by case or by anything but letters and blanks.
+Items Sorted(Items items) {
+  std::sort(items.begin(), items.end());
+  return items;
+}
+
+TEST_F(Dialogs, ConfigureEditsTheInstanceCopyOnOkOnly) {
+  ASSERT_TRUE(InstallCodec());
+  const HIC codec = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_COMPRESS);
+  ASSERT_NE(codec, nullptr);
+  const Items fourCcs = {"TRVX", "MJPG", "AVRN", "CJPG", "DMBA", "IJPG", "jpeg", "JPGL",
+                         "LJPG", "MJPA", "MJPB", "QIVG", "SLMJ", "ZJPG", "AMJP"};
+  SettingsRecord given = Record(0, fourCcs, {"PREMIERE.EXE", "Talvine.exe"});
+  ASSERT_EQ(ICSetState(codec, &given, sizeof given), static_cast<LRESULT>(sizeof given));
+
+  Items shown = fourCcs;
+  shown[6] = "JPEG";
+  shown = Sorted(shown);
+  const LRESULT result = WhileUserActs(
+      [&](const User& user) {
+        const HWND dialog = user.WaitFor(kSettingsCaption);
+        ASSERT_NE(dialog, nullptr) << "the settings dialog takes its caption from the string table";
+        EXPECT_EQ(User::ListItems(dialog, kFourCcList), shown);
+        EXPECT_EQ(User::Selected(dialog, kFourCcList), 0);
+        EXPECT_EQ(User::ListItems(dialog, kAppList), (Items{"premiere.exe", "talvine.exe"}));
+        EXPECT_EQ(User::Selected(dialog, kAppList), 0);
+        EXPECT_EQ(IsDlgButtonChecked(dialog, kChangeFieldsOrder), BST_UNCHECKED);
+
+        // A short FourCC is padded with blanks and upper-cased, then selected.
+        User::Type(dialog, kFourCcEdit, "mjp");
+        User::Click(dialog, kFourCcAdd);
+        Items items = User::ListItems(dialog, kFourCcList);
+        ASSERT_EQ(items.size(), 16u);
+        const auto added = std::find(items.begin(), items.end(), "MJP ");
+        ASSERT_NE(added, items.end());
+        EXPECT_EQ(User::Selected(dialog, kFourCcList), added - items.begin());
+        EXPECT_EQ(User::Text(dialog, kFourCcEdit), "");
+
+        // The seventeenth is refused with a message box.
+        User::Type(dialog, kFourCcEdit, "zzzz");
+        User::ClickOpening(dialog, kFourCcAdd);
+        user.AnswerMessageBox(dialog, "Non critical error", "Max count of FCC abbreviation is 16", IDI_EXCLAMATION);
+        EXPECT_EQ(User::ListItems(dialog, kFourCcList), items);
+        EXPECT_EQ(User::Text(dialog, kFourCcEdit), "");
+
+        // Removing the last item selects the new last one.
+        User::Select(dialog, kFourCcList, 15);
+        User::Click(dialog, kFourCcRemove);
+        EXPECT_EQ(User::ListItems(dialog, kFourCcList).size(), 15u);
+        EXPECT_EQ(User::Selected(dialog, kFourCcList), 14);
+
+        // An application loses its directory and its capitals; a second spelling of it is not added.
+        User::Type(dialog, kAppEdit, "C:\\Tools\\Edit.EXE");
+        User::Click(dialog, kAppAdd);
+        EXPECT_EQ(User::ListItems(dialog, kAppList), (Items{"edit.exe", "premiere.exe", "talvine.exe"}));
+        EXPECT_EQ(User::Selected(dialog, kAppList), 0);
+        EXPECT_EQ(User::Text(dialog, kAppEdit), "");
+        User::Type(dialog, kAppEdit, "d:/other/EDIT.exe");
+        User::Click(dialog, kAppAdd);
+        EXPECT_EQ(User::ListItems(dialog, kAppList).size(), 3u);
+
+        User::Click(dialog, kChangeFieldsOrder);
+        User::Screenshot(dialog, "settings_dialog");
+        User::Click(dialog, IDOK);
+      },
+      [&] { return ICConfigure(codec, host_.get()); });
+  EXPECT_EQ(result, 1);
+
+  Items saved = Sorted({"TRVX", "MJPG", "AVRN", "CJPG", "DMBA", "IJPG", "JPEG", "JPGL", "LJPG", "MJPA", "MJPB",
+                        "QIVG", "SLMJ", "AMJP", "MJP "});
+  SettingsRecord state = {};
+  ASSERT_EQ(ICGetState(codec, &state, sizeof state), ICERR_OK);
+  ExpectSameRecord(state, Record(1, saved, {"edit.exe", "premiere.exe", "talvine.exe"}));
+
+  // Cancel keeps the record, except that names are lower-cased as soon as the dialog opens.
+  given = Record(1, {"MJPG"}, {"PREMIERE.EXE"});
+  ASSERT_EQ(ICSetState(codec, &given, sizeof given), static_cast<LRESULT>(sizeof given));
+  const LRESULT cancelled = WhileUserActs(
+      [&](const User& user) {
+        const HWND dialog = user.WaitFor(kSettingsCaption);
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_EQ(IsDlgButtonChecked(dialog, kChangeFieldsOrder), BST_CHECKED);
+        User::Type(dialog, kFourCcEdit, "abcd");
+        User::Click(dialog, kFourCcAdd);
+        // A drive colon stays with the name.
+        User::Type(dialog, kAppEdit, "D:notes.exe");
+        User::Click(dialog, kAppAdd);
+        EXPECT_EQ(User::ListItems(dialog, kAppList), (Items{":notes.exe", "premiere.exe"}));
+        User::Click(dialog, kChangeFieldsOrder);
+        User::Click(dialog, IDCANCEL);
+      },
+      [&] { return ICConfigure(codec, host_.get()); });
+  EXPECT_EQ(cancelled, 0);
+  ASSERT_EQ(ICGetState(codec, &state, sizeof state), ICERR_OK);
+  ExpectSameRecord(state, Record(1, {"MJPG"}, {"premiere.exe"}));
+  ICClose(codec);
+}
+
+TEST_F(Dialogs, ApplicationListStopsAtSixteenAndBrowseOnlyFillsTheEdit) {
+  CodecLibrary library;
+  const DWORD_PTR codec = library.Open();
+  ASSERT_NE(codec, 0u);
+  Items names;
+  for (int i = 0; i < 16; ++i) names.push_back("player" + std::to_string(10 + i) + ".exe");
+  SettingsRecord given = Record(0, {"MJPG"}, names);
+  ASSERT_EQ(library.Send(codec, ICM_SETSTATE, reinterpret_cast<LPARAM>(&given), sizeof given),
+            static_cast<LRESULT>(sizeof given));
+
+  const LRESULT result = WhileUserActs(
+      [&](const User& user) {
+        const HWND dialog = user.WaitFor(kSettingsCaption);
+        ASSERT_NE(dialog, nullptr);
+        // The chosen file's name lands in the edit, lower case, and is not added by itself.
+        User::ClickOpening(dialog, kAppBrowse);
+        user.ChooseFile(dialog, "Choose Application", "C:\\windows\\NOTEPAD.EXE");
+        EXPECT_EQ(User::Text(dialog, kAppEdit), "notepad.exe");
+        EXPECT_EQ(User::ListItems(dialog, kAppList), names);
+
+        User::ClickOpening(dialog, kAppAdd);
+        user.AnswerMessageBox(dialog, "Non critical error", "Max count of bad application is 16", IDI_EXCLAMATION);
+        EXPECT_EQ(User::ListItems(dialog, kAppList), names);
+        EXPECT_EQ(User::Text(dialog, kAppEdit), "");
+        User::Click(dialog, IDOK);
+      },
+      [&] { return library.Send(codec, ICM_CONFIGURE, host_.param()); });
+  EXPECT_EQ(result, 1);
+  SettingsRecord state = {};
+  library.Send(codec, ICM_GETSTATE, reinterpret_cast<LPARAM>(&state), sizeof state);
+  ExpectSameRecord(state, given);
+  library.Send(codec, DRV_CLOSE);
+}
+
+TEST_F(Dialogs, AboutShowsTheCodecTextAndTheBuild) {
+  CodecLibrary library;
+  const DWORD_PTR codec = library.Open();
+  ASSERT_NE(codec, 0u);
+  const std::string codecText = CodecString(3) + "\n\n";
+  ASSERT_GT(codecText.size(), 100u);
+
+  std::string shown;
+  const LRESULT confirmed = WhileUserActs(
+      [&](const User& user) {
+        const HWND about = user.WaitFor(kAboutCaption);
+        ASSERT_NE(about, nullptr);
+        shown = User::Text(about, kAboutText);
+        User::Screenshot(about, "about_dialog");
+        User::Click(about, IDOK);
+      },
+      [&] { return library.Send(codec, ICM_ABOUT, host_.param()); });
+  EXPECT_EQ(confirmed, 1);
+  EXPECT_EQ(shown.substr(0, codecText.size()), codecText);
+  EXPECT_TRUE(std::regex_match(shown.substr(std::min(codecText.size(), shown.size())), kBuildLine)) << shown;
+
+  // Cancel answers 0; the settings dialog's About shows the same text.
+  const LRESULT cancelled = WhileUserActs(
+      [&](const User& user) {
+        const HWND about = user.WaitFor(kAboutCaption);
+        ASSERT_NE(about, nullptr);
+        User::Click(about, IDCANCEL);
+      },
+      [&] { return library.Send(codec, ICM_ABOUT, host_.param()); });
+  EXPECT_EQ(cancelled, 0);
+
+  WhileUserActs(
+      [&](const User& user) {
+        const HWND dialog = user.WaitFor(kSettingsCaption);
+        ASSERT_NE(dialog, nullptr);
+        User::ClickOpening(dialog, kSettingsAbout);
+        const HWND about = user.WaitFor(kAboutCaption);
+        ASSERT_NE(about, nullptr);
+        EXPECT_EQ(User::Text(about, kAboutText).substr(0, codecText.size()), codecText);
+        User::Click(about, IDOK);
+        EXPECT_TRUE(User::WaitGone(about, dialog));
+        User::Click(dialog, IDCANCEL);
+      },
+      [&] { return library.Send(codec, ICM_CONFIGURE, host_.param()); });
+  library.Send(codec, DRV_CLOSE);
+}
+
+TEST_F(Dialogs, DriverDialogEditsTheProcessSettingsAndEscapeSavesThem) {
+  CodecLibrary library;
+  const DWORD_PTR earlier = library.Open();
+  ASSERT_NE(earlier, 0u);
+  const std::string familyText = CodecString(4) + "\n\n";
+
+  const LRESULT result = WhileUserActs(
+      [&](const User& user) {
+        const HWND driver = user.WaitFor(kDriverCaption);
+        ASSERT_NE(driver, nullptr);
+        User::Screenshot(driver, "driver_dialog");
+
+        User::ClickOpening(driver, kDriverSettings);
+        HWND settings = user.WaitFor(kSettingsCaption);
+        ASSERT_NE(settings, nullptr);
+        EXPECT_EQ(User::ListItems(settings, kFourCcList), (Items{"MJPG", "TRVX"}));
+        EXPECT_EQ(User::ListItems(settings, kAppList), (Items{"premiere.exe", "talvine.exe"}));
+        User::Type(settings, kFourCcEdit, "dvsd");
+        User::Click(settings, kFourCcAdd);
+        User::Type(settings, kAppEdit, "C:edit.exe");
+        User::Click(settings, kAppAdd);
+        User::Click(settings, kChangeFieldsOrder);
+        User::Click(settings, IDOK);
+        ASSERT_TRUE(User::WaitGone(settings, driver));
+
+        // The process's record took the change: the next settings dialog starts from it.
+        User::ClickOpening(driver, kDriverSettings);
+        settings = user.WaitFor(kSettingsCaption);
+        ASSERT_NE(settings, nullptr);
+        EXPECT_EQ(User::ListItems(settings, kFourCcList), (Items{"DVSD", "MJPG", "TRVX"}));
+        EXPECT_EQ(IsDlgButtonChecked(settings, kChangeFieldsOrder), BST_CHECKED);
+        User::Click(settings, IDCANCEL);
+        ASSERT_TRUE(User::WaitGone(settings, driver));
+
+        // The family's About text, not the codec's.
+        User::ClickOpening(driver, kDriverAbout);
+        const HWND about = user.WaitFor(kAboutCaption);
+        ASSERT_NE(about, nullptr);
+        const std::string shown = User::Text(about, kAboutText);
+        EXPECT_EQ(shown.substr(0, familyText.size()), familyText);
+        EXPECT_TRUE(std::regex_search(shown, kBuildLine)) << shown;
+        User::Click(about, IDOK);
+        ASSERT_TRUE(User::WaitGone(about, driver));
+
+        user.PressEscape(driver);
+      },
+      [&] { return library.Send(kNoInstance, DRV_CONFIGURE, host_.param()); });
+  EXPECT_EQ(result, 0);
+
+  DWORD value = 0;
+  EXPECT_TRUE(ReadDword(kCodecKey, "ChangeFieldsOrder", &value) && value == 1) << value;
+  EXPECT_TRUE(ReadDword(kCodecKey, "MJPGNameCount", &value) && value == 3) << value;
+  EXPECT_TRUE(ReadDword(kCodecKey, "MJPGName1", &value) && value == FourCc("DVSD")) << std::hex << value;
+  EXPECT_TRUE(ReadDword(kCodecKey, "MJPGName3", &value) && value == FourCc("TRVX")) << std::hex << value;
+  EXPECT_TRUE(ReadDword(kApplicationKey, "AppCount", &value) && value == 3) << value;
+  EXPECT_EQ(ReadString(kApplicationKey, "App1"), ":edit.exe");
+
+  // An instance opened before keeps the settings it started with.
+  SettingsRecord state = {};
+  library.Send(earlier, ICM_GETSTATE, reinterpret_cast<LPARAM>(&state), sizeof state);
+  EXPECT_EQ(state.changeFieldsOrder, 0u);
+  EXPECT_EQ(FourCcsOf(state), (Items{"TRVX", "MJPG"}));
+  library.Send(earlier, DRV_CLOSE);
+}
+
+TEST_F(Dialogs, DriverConfigureWithoutParentShowsNothing) {
+  CodecLibrary library;
+  bool appeared = true;
+  const LRESULT result = WhileUserActs([&](const User& user) { appeared = user.WaitFor(kDriverCaption, 500) != nullptr; },
+                                       [&] { return library.Send(kNoInstance, DRV_CONFIGURE, 0); });
+  EXPECT_EQ(result, 0);
+  EXPECT_FALSE(appeared);
+}
+
+// Opens the defective-application dialog from the settings dialog of a new instance,
+// lets the user act in it, and cancels the settings dialog afterwards.
+void InDefectiveAppsDialog(const CodecLibrary& library, LPARAM parent, const std::function<void(const User&, HWND)>& acts) {
+  const DWORD_PTR codec = library.Open();
+  ASSERT_NE(codec, 0u);
+  WhileUserActs(
+      [&](const User& user) {
+        const HWND settings = user.WaitFor(kSettingsCaption);
+        ASSERT_NE(settings, nullptr);
+        User::ClickOpening(settings, kAdvanced);
+        const HWND dialog = user.WaitFor(kDefectiveCaption);
+        ASSERT_NE(dialog, nullptr);
+        acts(user, dialog);
+        EXPECT_TRUE(User::WaitGone(dialog, settings));
+        User::Click(settings, IDCANCEL);
+      },
+      [&] { return library.Send(codec, ICM_CONFIGURE, parent); });
+  library.Send(codec, DRV_CLOSE);
+}
+
+TEST_F(Dialogs, DefectiveApplicationsAreWrittenOnOkAndKeptOnCancel) {
+  CodecLibrary library;
+  InDefectiveAppsDialog(library, host_.param(), [](const User& user, HWND dialog) {
+    EXPECT_EQ(User::ListItems(dialog, kDefectiveList), (Items{"WMPLAYER.EXE"}));
+    User::ClickOpening(dialog, kDefectiveAdd);
+    user.ChooseFile(dialog, "Choose application", "C:\\windows\\notepad.exe");
+    EXPECT_EQ(User::ListItems(dialog, kDefectiveList), (Items{"NOTEPAD.EXE", "WMPLAYER.EXE"}));
+    User::Screenshot(dialog, "defective_apps_dialog");
+
+    User::ClickOpening(dialog, kDefectiveAdd);
+    user.ChooseFile(dialog, "Choose application", "c:\\windows\\NotePad.exe");
+    user.AnswerMessageBox(dialog, "Multiple selection", "This file already selected", IDI_ERROR);
+    EXPECT_EQ(User::ListItems(dialog, kDefectiveList).size(), 2u);
+
+    // Deleting the last item leaves nothing selected.
+    User::Select(dialog, kDefectiveList, 1);
+    User::Click(dialog, kDefectiveDelete);
+    EXPECT_EQ(User::ListItems(dialog, kDefectiveList), (Items{"NOTEPAD.EXE"}));
+    EXPECT_EQ(User::Selected(dialog, kDefectiveList), LB_ERR);
+    User::Click(dialog, IDOK);
+  });
+  EXPECT_EQ(ReadString(kDefectiveKey, "Application00"), "NOTEPAD.EXE");
+  EXPECT_EQ(ReadString(kDefectiveKey, "Application01"), "(missing)");
+  DWORD valid = 0;
+  EXPECT_TRUE(ReadDword(kDefectiveKey, "Correct state", &valid) && valid == 1);
+
+  // A value that only a rewrite of the key would remove shows that Cancel writes nothing.
+  HKEY key;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, kDefectiveKey, 0, KEY_WRITE, &key), ERROR_SUCCESS);
+  const DWORD marker = 7;
+  RegSetValueExA(key, "marker", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&marker), sizeof marker);
+  RegCloseKey(key);
+  InDefectiveAppsDialog(library, host_.param(), [](const User&, HWND dialog) {
+    User::Select(dialog, kDefectiveList, 0);
+    User::Click(dialog, kDefectiveDelete);
+    EXPECT_EQ(User::ListItems(dialog, kDefectiveList), Items{});
+    User::Click(dialog, IDCANCEL);
+  });
+  DWORD value = 0;
+  EXPECT_TRUE(ReadDword(kDefectiveKey, "marker", &value)) << "Cancel must not have the list written";
+  InDefectiveAppsDialog(library, host_.param(), [](const User&, HWND dialog) {
+    EXPECT_EQ(User::ListItems(dialog, kDefectiveList), (Items{"NOTEPAD.EXE"}));
+    User::Click(dialog, IDCANCEL);
+  });
+}
+
+TEST_F(Dialogs, DefectiveApplicationListStopsAtSixteen) {
+  HKEY key;
+  ASSERT_EQ(RegCreateKeyExA(HKEY_CLASSES_ROOT, kDefectiveKey, 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr),
+            ERROR_SUCCESS);
+  for (int i = 0; i < 16; ++i) {
+    char name[32];
+    char file[32];
+    std::snprintf(name, sizeof name, "Application%02X", i);
+    std::snprintf(file, sizeof file, "PLAYER%02d.EXE", i);
+    RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(file), std::strlen(file) + 1);
+  }
+  const DWORD valid = 1;
+  RegSetValueExA(key, "Correct state", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&valid), sizeof valid);
+  RegCloseKey(key);
+
+  CodecLibrary library;
+  InDefectiveAppsDialog(library, host_.param(), [](const User& user, HWND dialog) {
+    EXPECT_EQ(User::ListItems(dialog, kDefectiveList).size(), 16u);
+    User::ClickOpening(dialog, kDefectiveAdd);
+    user.ChooseFile(dialog, "Choose application", "C:\\windows\\notepad.exe");
+    user.AnswerMessageBox(dialog, "Maximum selection", "Maximum application number is reached", IDI_ERROR);
+    EXPECT_EQ(User::ListItems(dialog, kDefectiveList).size(), 16u);
+    User::Click(dialog, IDCANCEL);
+  });
+}
+
+}  // namespace
+}  // namespace trvx::test
