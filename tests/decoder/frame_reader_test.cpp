@@ -2,14 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <iterator>
-#include <string>
 #include <vector>
 
-#include "encoder/quant_tables.h"
 #include "platform/fault_guard.h"
 
 namespace trvx {
@@ -196,67 +191,6 @@ TEST(FrameReader, UnsupportedQuantTablesFaultDeliberately) {
     EXPECT_EQ(result, pqTq < 0x04 ? 0 : kFaultResult) << int(pqTq);
   }
 }
-
-#if !defined(_WIN32)
-// cjpeg writes one DQT per table; the codec's stream has both in one segment.
-Bytes MergeQuantSegments(const Bytes& jpeg) {
-  Bytes out(jpeg.begin(), jpeg.begin() + 2), tables;
-  size_t firstDqt = 0;
-  size_t at = 2;
-  while (at + 4 <= jpeg.size() && jpeg[at + 1] != 0xDA) {
-    const size_t length = (jpeg[at + 2] << 8) | jpeg[at + 3];
-    if (jpeg[at + 1] == 0xDB) {
-      if (firstDqt == 0) firstDqt = out.size();
-      tables.insert(tables.end(), jpeg.begin() + at + 4, jpeg.begin() + at + 2 + length);
-    } else {
-      out.insert(out.end(), jpeg.begin() + at, jpeg.begin() + at + 2 + length);
-    }
-    at += 2 + length;
-  }
-  Bytes dqt = {0xFF, 0xDB};
-  Put16(dqt, uint32_t(tables.size() + 2));
-  dqt.insert(dqt.end(), tables.begin(), tables.end());
-  out.insert(out.begin() + firstDqt, dqt.begin(), dqt.end());
-  out.insert(out.end(), jpeg.begin() + at, jpeg.end());
-  return out;
-}
-
-TEST(FrameReaderRealImage, ReadsALibjpegTurboImage) {
-  if (std::system("command -v cjpeg >/dev/null 2>&1") != 0) GTEST_SKIP() << "cjpeg not on PATH";
-  const std::string ppm = testing::TempDir() + "trvx_frame_reader.ppm";
-  const std::string jpg = testing::TempDir() + "trvx_frame_reader.jpg";
-  {
-    std::ofstream out(ppm, std::ios::binary);
-    out << "P6 48 16 255\n";
-    for (int i = 0; i < 48 * 16 * 3; ++i) out.put(char(i * 7));
-  }
-  const std::string command = "cjpeg -quality 50 -sample 2x1 -restart 0 -baseline -outfile " + jpg + " " + ppm;
-  ASSERT_EQ(std::system(command.c_str()), 0);
-  std::ifstream in(jpg, std::ios::binary);
-  const Bytes image = MergeQuantSegments(Bytes(std::istreambuf_iterator<char>(in), {}));
-  std::remove(ppm.c_str()), std::remove(jpg.c_str());
-
-  Reader reader;
-  const Bytes memory = InWindow(image);
-  const uint32_t entropy = reader.Read(memory);
-  ASSERT_GT(entropy, 14u);
-  EXPECT_EQ(Bytes(memory.begin() + entropy - 14, memory.begin() + entropy - 10), (Bytes{0xFF, 0xDA, 0, 12}));
-  const FrameDescription& d = reader.description;
-  EXPECT_EQ(d.width, 48u);
-  EXPECT_EQ(d.height, 16u);
-  EXPECT_EQ(Bytes(d.sampling, d.sampling + 6), (Bytes{2, 1, 1, 1, 1, 1}));
-  ASSERT_EQ(d.quantTableCount, 2);
-  // Quality 50 sends the Annex K tables unscaled, in zig-zag order.
-  static const uint8_t kZigZag[64] = {
-      0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-      41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-      30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
-  for (int k = 0; k < 64; ++k) {
-    ASSERT_EQ(d.quantTables[k], kBaseLumaQuantTable[kZigZag[k]] * 8) << k;
-    ASSERT_EQ(d.quantTables[64 + k], kBaseChromaQuantTable[kZigZag[k]] * 8) << k;
-  }
-}
-#endif
 
 }  // namespace
 }  // namespace trvx

@@ -154,37 +154,27 @@ class EntropyWriterBits : public ::testing::TestWithParam<int32_t> {
 
 const std::string kEob = "1010", kZrl = "11111111001";
 
-TEST_P(EntropyWriterBits, CodesDcRunsZrlAndEndOfBlock) {
+TEST_P(EntropyWriterBits, CodesDcRunsZrlEndOfBlockAndCarriesPredictorsWithinAField) {
   EXPECT_EQ(Code({{DcOnly(0)}}), Expect("00" + kEob));
   Block block = DcOnly(-3);  // category 2, bits 00; then +1 and -2
   block[1] = 1;
   block[2] = -2;
-  EXPECT_EQ(Code({{block}}), Expect("011"
-                                    "00"
-                                    "00"
-                                    "1"
-                                    "01"
-                                    "01" +
-                                    kEob));
+  EXPECT_EQ(Code({{block}}), Expect("011" "00" "00" "1" "01" "01" + kEob));
   block = DcOnly(0);  // 16 zeros: one ZRL, then run 0
   block[17] = 1;
-  EXPECT_EQ(Code({{block}}), Expect("00" + kZrl +
-                                    "00"
-                                    "1" +
-                                    kEob));
+  EXPECT_EQ(Code({{block}}), Expect("00" + kZrl + "00" "1" + kEob));
   block = DcOnly(0);  // only the last coefficient: three ZRL, run 14, no EOB
   block[63] = 1;
-  EXPECT_EQ(Code({{block}}), Expect("00" + kZrl + kZrl + kZrl +
-                                    "1111111111101011"
-                                    "1"));
+  EXPECT_EQ(Code({{block}}), Expect("00" + kZrl + kZrl + kZrl + "1111111111101011" "1"));
+  // The second MCU codes difference 0; a new field starts from 0 again.
+  EXPECT_EQ(Code({{DcOnly(5)}, {DcOnly(5)}}), Expect("100" "101" + kEob + "00" + kEob));
+  EXPECT_EQ(Code({{DcOnly(5)}}), Expect("100" "101" + kEob));
 }
 
 TEST_P(EntropyWriterBits, StuffsCodedAndPaddedFFBytes) {
   // DC 511: code 1111110 and nine 1-bits make the byte 0xFF.
   const Bytes coded = Code({{DcOnly(511)}});
-  EXPECT_EQ(coded, Expect("1111110"
-                          "111111111" +
-                          kEob));
+  EXPECT_EQ(coded, Expect("1111110" "111111111" + kEob));
   EXPECT_EQ(Bytes(coded.begin() + 1, coded.begin() + 3), (Bytes{0xFF, 0x00}));
   // Five pending 1-bits: padded with ones they make a 0xFF that needs stuffing too.
   Block block = DcOnly(0);
@@ -197,16 +187,7 @@ TEST_P(EntropyWriterBits, StuffsCodedAndPaddedFFBytes) {
   }
 }
 
-TEST_P(EntropyWriterBits, PredictorsCarryAcrossMcusAndResetPerField) {
-  EXPECT_EQ(Code({{DcOnly(5)}, {DcOnly(5)}}), Expect("100"
-                                                     "101" +
-                                                     kEob + "00" + kEob));
-  EXPECT_EQ(Code({{DcOnly(5)}}), Expect("100"
-                                        "101" +
-                                        kEob));
-}
-
-TEST_P(EntropyWriterBits, DcDifferenceWithoutCodeDropsTheMcuButKeepsThePredictor) {
+TEST_P(EntropyWriterBits, ValuesWithoutCodeDropTheMcuOrFault) {
   FieldSetup full(16, 16, 0);
   Bytes out(256);
   BlockBuffer buffer;
@@ -218,22 +199,13 @@ TEST_P(EntropyWriterBits, DcDifferenceWithoutCodeDropsTheMcuButKeepsThePredictor
   EXPECT_EQ(writer_->EncodeMcu(buffer), 0);
   writer_->Flush();
   out.resize(writer_->BytesWritten());
+  // A DC difference of 2048 has no code: the MCU is dropped but its predictor kept.
   // From predictor 2048, -2047 is category 11 with all amplitude bits 0.
-  const std::string chroma =
-      "110"
-      "111"
-      "00";
-  EXPECT_EQ(out, Expect("111111110"
-                        "00000000000" +
-                        kEob +
-                        "100"
-                        "110" +
-                        kEob + chroma + chroma));
-}
+  const std::string chroma = "110" "111" "00";
+  EXPECT_EQ(out, Expect("111111110" "00000000000" + kEob + "100" "110" + kEob + chroma + chroma));
 
-TEST_P(EntropyWriterBits, AcValueWithoutCodeFaults) {
-  BlockBuffer buffer;
-  Bytes out(256);
+  // An AC value beyond size 10 has no code either: a deliberate fault.
+  out.assign(256, 0);
   for (int value : {1024, -1024, -32768, -1023}) {
     Block block = DcOnly(0);
     block[5] = int16_t(value);

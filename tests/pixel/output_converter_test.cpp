@@ -190,8 +190,7 @@ TEST(OutputPlainKernels, YuvLevelsAndClamping) {
     int16_t sample;
     uint8_t level;
   };
-  const Case cases[] = {{0, 128}, {3, 128}, {4, 129}, {-4, 128}, {-5, 127},
-                        {1016, 255}, {1100, 255}, {-1024, 0}, {-1100, 0}};
+  const Case cases[] = {{3, 128}, {4, 129}, {-4, 128}, {-5, 127}, {1100, 255}, {-1100, 0}};
   for (const auto& c : cases) {
     const auto out = ConvertFlat(OutputY16Plain, 2, c.sample, c.sample, c.sample);
     for (uint8_t byte : out) ASSERT_EQ(byte, c.level) << "sample " << c.sample;
@@ -259,7 +258,7 @@ TEST(OutputVectorKernels, ClampAtBothEnds) {
 
 // Places MCUs whose luma tells field, MCU and row apart, and checks where each row
 // landed: picture line 2 x (8 x mcuRow + row) + field, bottom-up for RGB.
-TEST(OutputConverterPlacement, FieldsInterleaveAndMcusLandInPlace) {
+TEST(OutputConverterPlacement, FieldsInterleaveMcusLandInPlaceAndABadFieldFaults) {
   constexpr uint32_t kColumns = 2, kRows = 2;
   const FrameDescription picture = Picture(16 * kColumns, 8 * kRows, 2);
   const uint32_t lines = 2 * 8 * kRows;
@@ -315,21 +314,10 @@ TEST(OutputConverterPlacement, FieldsInterleaveAndMcusLandInPlace) {
         }
       }
     }
-  }
-}
-
-TEST(OutputConverterPlacement, BadFieldIndexFaultsOnPurpose) {
-  const FrameDescription picture = Picture(16, 8, 2);
-  std::vector<uint8_t> buffer(16 * 4 * 16);
-  for (const auto& format : {kFormats[1], kFormats[2]}) {
-    auto converter = MakeOutputConverter(Header(format));
-    ASSERT_EQ(converter->Setup(buffer.data(), Header(format), picture, kProcessorPlain), 0);
-    McuWorkspace workspace;
-    ASSERT_TRUE(workspace.Allocate());
-    FrameDescription description = picture;
-    description.fieldIndex = 2;
-    EXPECT_EQ(RunGuarded([&]() -> int32_t { return converter->Convert(description, workspace, 0, 0); }),
-              kFaultResult)
+    // A third field has no lines: the converter faults on purpose.
+    FrameDescription third = picture;
+    third.fieldIndex = 2;
+    EXPECT_EQ(RunGuarded([&]() -> int32_t { return converter->Convert(third, workspace, 0, 0); }), kFaultResult)
         << format.name;
   }
 }
@@ -341,17 +329,12 @@ TEST(OutputConverterFormats, ClassifierAcceptsAnyCaseAndFactoryFollowsIt) {
   };
   const Case cases[] = {
       {0, kOutputClassRgb},
-      {kUyvy, kOutputClassYuv},
-      {kYuy2, kOutputClassYuv},
       {kYvyu, kOutputClassYuv},
-      {kY16FourCc, kOutputClassYuv},
-      {MakeFourCc('y', 'u', 'y', '2'), kOutputClassYuv},
       {MakeFourCc('u', 'Y', 'v', 'y'), kOutputClassYuv},
       {MakeFourCc('y', '1', '6', 0), kOutputClassYuv},
       {MakeFourCc('Y', '1', '6', ' '), kOutputClassRefused},
       {3, kOutputClassRefused},  // BI_BITFIELDS
       {kMjpgFourCc, kOutputClassRefused},
-      {MakeFourCc('Y', 'V', '1', '2'), kOutputClassRefused},
   };
   for (const auto& c : cases) {
     BitmapHeader header{};
@@ -378,14 +361,10 @@ TEST(OutputConverterFormats, KernelChoiceFollowsWholeFlagValues) {
   };
   const Case cases[] = {
       {0, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},
-      {2, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},
       {159, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},  // AMD with SSE2: plain
       {7, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},
       {1, OutputRgb24Mmx, OutputRgb32Mmx, OutputYuy2Mmx},
-      {3, OutputRgb24Mmx, OutputRgb32Mmx, OutputYuy2Mmx},
-      {15, OutputRgb24Sse, OutputRgb32Sse, OutputYuy2Sse},
       {135, OutputRgb24Sse, OutputRgb32Sse, OutputYuy2Sse},
-      {143, OutputRgb24Sse, OutputRgb32Sse, OutputYuy2Sse},
       {31, OutputRgb24Sse2, OutputRgb32Sse2, OutputYuy2Sse2},
   };
   const FrameDescription picture = Picture(16, 8, 1);
@@ -419,15 +398,13 @@ TEST(OutputConverterFormats, SetupWithoutKernel) {
   EXPECT_EQ(rgb.kernel(), nullptr);
   EXPECT_EQ(rgb.Convert(good, workspace, 0, 0), kOutputNoKernel);
 
-  for (const uint8_t sampling : {0, 1}) {
+  for (const uint8_t factor : {1, 2}) {  // 4:4:4, then 4:2:0
     FrameDescription other = good;
-    // 4:4:4, then 4:2:0.
-    const uint8_t factors[2][kSamplingFactorCount] = {{1, 1, 1, 1, 1, 1}, {2, 2, 1, 1, 1, 1}};
-    std::memcpy(other.sampling, factors[sampling], kSamplingFactorCount);
+    other.sampling[0] = other.sampling[1] = factor;
     EXPECT_EQ(rgb.Setup(buffer, Header(kFormats[1]), good, kProcessorPlain), 0);
     ASSERT_NE(rgb.kernel(), nullptr);
     EXPECT_EQ(rgb.Setup(buffer, Header(kFormats[1]), other, kProcessorPlain), 0);
-    EXPECT_EQ(rgb.kernel(), nullptr) << "sampling " << int{sampling};
+    EXPECT_EQ(rgb.kernel(), nullptr) << "factor " << int{factor};
   }
 
   YuvOutputConverter yuv;
