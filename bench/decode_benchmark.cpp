@@ -2,14 +2,9 @@
 // two-field frames from a photograph, decoded by the codec session (one and two
 // threads, per processor path) and by TurboJPEG field after field into the same
 // output layout. All ratios come from one invocation.
-//
-// libjpeg-turbo reads JSIMD_FORCE* once per process, so each peer configuration runs
-// in a child process of this program (started with --peer) and reports back on a pipe.
 #include <turbojpeg.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,17 +12,17 @@
 #include <string>
 #include <vector>
 
+#include "benchmark_common.h"
 #include "decoder/decoder_session.h"
 #include "driver/formats.h"
 #include "support/field_frames.h"
 
+namespace trvx::bench {
 namespace {
 
-using trvx::BitmapHeader;
 using trvx::test::FieldFrameSource;
 using trvx::test::Frame;
 using trvx::test::FrameVariant;
-using Clock = std::chrono::steady_clock;
 
 struct OutputFormat {
   const char* name;
@@ -41,58 +36,8 @@ const OutputFormat kFormats[] = {
     {"BGRA32", 32, 0, TJPF_BGRA},
     {"UYVY", 16, trvx::MakeFourCc('U', 'Y', 'V', 'Y'), -1},
 };
-
-struct Size {
-  int width, height;
-};
-const Size kSizes[] = {{720, 576}, {1920, 1088}};
-
-struct CodecPath {
-  const char* name;
-  const char* flag;  // TRVX_CPU
-};
-const CodecPath kPaths[] = {{"SSE2", "31"}, {"plain", "0"}, {"SSE", "15"}, {"MMX", "3"}};
-
-struct PeerMode {
-  const char* name;
-  const char* environment;  // set in the child before libjpeg-turbo starts
-};
-const PeerMode kPeerModes[] = {
-    {"peer-SSE2", "JSIMD_FORCESSE2"}, {"peer-none", "JSIMD_FORCENONE"}, {"peer-default", ""}};
-
-constexpr int kQuality = 94;
-
-struct Options {
-  double seconds = 0.5;  // per measurement
-  int rounds = 3;        // best of
-  int peerGroup = -1;    // child: measure only this size x format group
-  bool fastUpsample = false;
-  // --profile: only this many codec frames, one thread, for a profiler run.
-  int profileFrames = 0;
-  std::string profilePath = "31";
-  std::string profileFormat = "BGR24";
-  std::string dumpPath;  // --profile writes its last bitmap here, to compare builds
-};
-
-// Runs the body repeatedly after a warm-up; the best round's frames per second.
-template <typename Body>
-double MeasureFps(const Options& options, Body&& body) {
-  const auto warmEnd = Clock::now() + std::chrono::duration<double>(options.seconds / 4);
-  while (Clock::now() < warmEnd) body();
-  double best = 0;
-  for (int round = 0; round < options.rounds; ++round) {
-    long frames = 0;
-    const auto start = Clock::now();
-    auto now = start;
-    do {
-      body();
-      ++frames;
-      now = Clock::now();
-    } while (now - start < std::chrono::duration<double>(options.seconds));
-    best = std::max(best, frames / std::chrono::duration<double>(now - start).count());
-  }
-  return best;
-}
+constexpr int kFormatCount = sizeof(kFormats) / sizeof(kFormats[0]);
+constexpr int kQuality = kPeerQuality;
 
 struct Source {
   Size size;
@@ -205,8 +150,6 @@ std::string Key(const Source& source, const OutputFormat& format) {
   return std::to_string(source.size.width) + "x" + std::to_string(source.size.height) + " " + format.name;
 }
 
-constexpr int kFormatCount = sizeof(kFormats) / sizeof(kFormats[0]);
-
 // Child: the frames per second of one size x format group, on stdout.
 int RunPeer(const Options& options, const std::vector<Source>& sources) {
   if (options.peerGroup < 0 || options.peerGroup >= static_cast<int>(sources.size()) * kFormatCount) return 2;
@@ -242,82 +185,23 @@ int Profile(const Options& options, const Source& source) {
   return 2;
 }
 
-std::string SelfPath() {
-  char path[4096];
-  const ssize_t length = readlink("/proc/self/exe", path, sizeof(path) - 1);
-  if (length <= 0) return std::string();
-  path[length] = '\0';
-  return path;
-}
-
-// Starts this program again as a peer child with one JSIMD variable set; 0 on failure.
-double RunPeerChild(const Options& options, const PeerMode& mode, const std::string& self, int group) {
-  std::string command = "env -u JSIMD_FORCESSE2 -u JSIMD_FORCENONE -u JSIMD_FORCEAVX2 ";
-  if (mode.environment[0] != '\0') command += std::string(mode.environment) + "=1 ";
-  command += "'" + self + "' --peer " + std::to_string(group) + " --seconds " + std::to_string(options.seconds) +
-             " --rounds " + std::to_string(options.rounds) + (options.fastUpsample ? " --fast-upsample" : "");
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return 0;
-  char line[128];
-  double fps = 0;
-  if (std::fgets(line, sizeof(line), pipe) != nullptr) fps = std::atof(line);
-  return pclose(pipe) == 0 ? fps : 0;
-}
-
-double Megapixels(const Source& source, double fps) { return fps * source.size.width * source.size.height / 1e6; }
-
-void PrintRow(const char* what, const Source& source, double fps) {
-  std::printf("  %-26s %9.1f fps %9.1f MP/s\n", what, fps, Megapixels(source, fps));
-}
-
-void PrintRatio(const char* what, double codec, double peer) {
-  std::printf("  %-44s %6.2f\n", what, peer > 0 ? codec / peer : 0.0);
-}
-
 }  // namespace
 
-int main(int argc, char** argv) {
-  Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
-    if (arg == "--peer" && i + 1 < argc) {
-      options.peerGroup = std::atoi(argv[++i]);
-    } else if (arg == "--fast-upsample") {
-      options.fastUpsample = true;
-    } else if (arg == "--seconds" && i + 1 < argc) {
-      options.seconds = std::atof(argv[++i]);
-    } else if (arg == "--profile" && i + 3 < argc) {
-      options.profileFrames = std::atoi(argv[++i]);
-      options.profilePath = argv[++i];
-      options.profileFormat = argv[++i];
-    } else if (arg == "--dump" && i + 1 < argc) {
-      options.dumpPath = argv[++i];
-    } else if (arg == "--rounds" && i + 1 < argc) {
-      options.rounds = std::max(1, std::atoi(argv[++i]));
-    } else {
-      std::fprintf(
-          stderr,
-          "usage: %s [--seconds S] [--rounds N] [--fast-upsample] [--profile FRAMES TRVX_CPU FORMAT [--dump FILE]]\n"
-          "  S seconds per measurement (default 0.5), best of N rounds (default 3);\n"
-          "  --fast-upsample gives libjpeg-turbo TJFLAG_FASTUPSAMPLE;\n"
-          "  --profile decodes FRAMES 1920x1088 frames on one thread and nothing else,\n"
-          "  --dump writes the last bitmap to FILE\n",
-          argv[0]);
-      return 2;
-    }
-  }
+int RunDecodePeer(const Options& options) {
   std::vector<Source> sources;
   if (!LoadSources(sources)) return 1;
-  if (options.peerGroup >= 0) return RunPeer(options, sources);
-  if (options.profileFrames > 0) return Profile(options, sources.back());
+  return RunPeer(options, sources);
+}
 
-  const std::string self = SelfPath();
-  struct Target {
-    const char* what;
-    int path, threads, peer;
-    double goal;
-    double worst = 1e9;
-  };
+int RunDecodeProfile(const Options& options) {
+  std::vector<Source> sources;
+  if (!LoadSources(sources)) return 1;
+  return Profile(options, sources.back());
+}
+
+int RunDecodeBenchmark(const Options& options, const std::string& self) {
+  std::vector<Source> sources;
+  if (!LoadSources(sources)) return 1;
   Target targets[] = {{"SSE2 2 threads / peer-SSE2", 0, 2, 0, 1.6},
                       {"plain 2 threads / peer-none", 1, 2, 1, 1.6},
                       {"SSE2 1 thread / peer-SSE2", 0, 1, 0, 0.9},
@@ -332,23 +216,23 @@ int main(int argc, char** argv) {
       const std::string key = Key(source, format);
       // Measured next to the codec's figures of the same group, so that a change of
       // load on the machine shifts both sides alike.
-      double peerFps[3];
-      for (int mode = 0; mode < 3; ++mode) {
-        peerFps[mode] =
-            RunPeerChild(options, kPeerModes[mode], self, static_cast<int>(sourceIndex) * kFormatCount + formatIndex);
+      double peerFps[kPeerModeCount];
+      for (int mode = 0; mode < kPeerModeCount; ++mode) {
+        peerFps[mode] = RunPeerChild(options, kPeerModes[mode], self,
+                                     "--peer " + std::to_string(static_cast<int>(sourceIndex) * kFormatCount + formatIndex));
       }
       std::printf("\n%s (%zu-byte frame)%s\n", key.c_str(), source.codecFrame.length,
                   format.peerPixelFormat < 0 ? "  [peer: planar 4:2:2 YUV]" : "");
-      double codec[4][3] = {};
-      for (int path = 0; path < 4; ++path) {
+      double codec[kPathCount][3] = {};
+      for (int path = 0; path < kPathCount; ++path) {
         for (int threads = 2; threads >= 1; --threads) {
           codec[path][threads] = CodecFps(options, source, format, kPaths[path], threads);
           const std::string what = std::string("codec ") + kPaths[path].name + ", " + std::to_string(threads) +
                                    (threads == 1 ? " thread" : " threads");
-          PrintRow(what.c_str(), source, codec[path][threads]);
+          PrintRow(what.c_str(), source.size, codec[path][threads]);
         }
       }
-      for (int mode = 0; mode < 3; ++mode) PrintRow(kPeerModes[mode].name, source, peerFps[mode]);
+      for (int mode = 0; mode < kPeerModeCount; ++mode) PrintRow(kPeerModes[mode].name, source.size, peerFps[mode]);
       for (Target& target : targets) {
         const double peerValue = peerFps[target.peer];
         const double ratio = peerValue > 0 ? codec[target.path][target.threads] / peerValue : 0.0;
@@ -360,10 +244,8 @@ int main(int argc, char** argv) {
       PrintRatio("ratio SSE2 1 thread / peer-default", codec[0][1], peerFps[2]);
     }
   }
-  std::printf("\nworst ratio over all sizes and formats:\n");
-  for (const Target& target : targets) {
-    std::printf("  %-30s %6.2f  target %.1f %s\n", target.what, target.worst, target.goal,
-                target.worst >= target.goal ? "met" : "MISSED");
-  }
+  PrintTargets("decode", targets, 4);
   return 0;
 }
+
+}  // namespace trvx::bench

@@ -1,9 +1,42 @@
 #include "encoder/entropy_writer.h"
 
+#include <cstring>
+
 #include "pixel/processor.h"
 #include "platform/fault_guard.h"
 
 namespace trvx {
+
+uint64_t NonZeroCoefficientMask(const int16_t* block);
+
+// Bit k set for each non-zero coefficient k of the block, four coefficients per
+// 64-bit word: a lane's top bit ends up set when any of its bits is, and one
+// multiply gathers the four top bits. The zero words at the end, where most
+// blocks have many, are passed over first.
+uint64_t NonZeroCoefficientMask(const int16_t* block) {
+  constexpr uint64_t kLow15 = 0x7FFF7FFF7FFF7FFFull;
+  constexpr uint64_t kGather = (1ull << 48) | (1ull << 33) | (1ull << 18) | (1ull << 3);
+  uint64_t quads[16];
+  std::memcpy(quads, block, sizeof quads);
+  int end = 16;
+  while (end > 0 && quads[end - 1] == 0) --end;
+  uint64_t mask = 0;
+  for (int quad = 0; quad < end; ++quad) {
+    const uint64_t lanes = quads[quad];
+    const uint64_t tops = (((lanes & kLow15) + kLow15) | lanes) & ~kLow15;
+    mask |= (((tops >> 15) * kGather) >> 48 & 0xF) << (4 * quad);
+  }
+  return mask;
+}
+
+namespace {
+
+// The bit count of a non-zero value's magnitude.
+inline uint32_t NonZeroSize(int32_t value) {
+  return 32u - uint32_t(__builtin_clz(uint32_t(value < 0 ? -value : value)));
+}
+
+}  // namespace
 
 EntropyWriter::~EntropyWriter() = default;
 
@@ -33,7 +66,7 @@ void EntropyWriter::ResetPredictors() {
   for (int16_t& predictor : dcPredictors_) predictor = 0;
 }
 
-void EntropyWriter::PutBits(uint32_t code, uint32_t count) {
+inline void EntropyWriter::PutBits(uint32_t code, uint32_t count) {
   bits_ = bits_ << count | code;
   bitCount_ += count;
   if (bitCount_ >= 16) {
@@ -43,7 +76,7 @@ void EntropyWriter::PutBits(uint32_t code, uint32_t count) {
   }
 }
 
-void EntropyWriter::PutValue(int32_t value, uint32_t size) {
+inline void EntropyWriter::PutValue(int32_t value, uint32_t size) {
   // Negative amplitudes go out as value - 1 in `size` bits (ones' complement of |v|).
   if (value < 0) value = (value - 1) & int32_t((1u << size) - 1);
   PutBits(uint32_t(value), size);
@@ -61,25 +94,30 @@ int32_t EntropyWriter::EncodeMcu(const BlockBuffer& blocks) {
     PutBits(codes.dc[category].code, codes.dc[category].length);
     PutValue(difference, category);
 
-    int last = 63;
-    while (last > 0 && block[last] == 0) --last;
-    for (int i = 1;;) {
-      if (i > last) {
-        PutBits(CodeBits(codes.ac[AcCodeIndex(0, 0)]), CodeLength(codes.ac[AcCodeIndex(0, 0)]));
-        break;
+    // The non-zero coefficients in order; runs of 16 zeros before one become ZRL
+    // symbols. Bit k of `rest` stands for coefficient previous + 1 + k.
+    uint64_t rest = NonZeroCoefficientMask(block) >> 1;
+    int previous = 0;
+    while (rest != 0) {
+      const int skipped = __builtin_ctzll(rest);
+      // Bit 63 of `rest` is clear, so the shift stays below 64.
+      rest >>= skipped + 1;
+      const int j = previous + 1 + skipped;
+      int run = skipped;
+      for (; run >= 16; run -= 16) {
+        const uint32_t zrl = codes.ac[AcCodeIndex(0, 15)];
+        if (zrl == 0) DeliberateFault();
+        PutBits(CodeBits(zrl), CodeLength(zrl));
       }
-      int run = 0;
-      while (run < 15 && block[i + run] == 0) ++run;
-      const int j = i + run;
-      const uint32_t size = MagnitudeSize(block[j]);
+      const uint32_t size = NonZeroSize(block[j]);
       // Sizes past 10 have no code; the table has no room for 16 either.
       const uint32_t entry = size <= uint32_t(kMaxAcSize) ? codes.ac[AcCodeIndex(size, uint32_t(run))] : 0;
       if (entry == 0) DeliberateFault();
       PutBits(CodeBits(entry), CodeLength(entry));
       PutValue(block[j], size);
-      if (j == 63) break;
-      i = j + 1;
+      previous = j;
     }
+    if (previous != 63) PutBits(CodeBits(codes.ac[AcCodeIndex(0, 0)]), CodeLength(codes.ac[AcCodeIndex(0, 0)]));
   }
   return 0;
 }

@@ -7,6 +7,10 @@
 
 namespace trvx {
 
+// Bit k set for each non-zero coefficient k of a block; defined in entropy_writer.cpp
+// and shared by both writers.
+uint64_t NonZeroCoefficientMask(const int16_t* block);
+
 namespace {
 
 // Amplitude bits x 256 + size for |v| <= 255, indexed by the low 10 bits of v: most
@@ -30,12 +34,11 @@ void BuildAmplitudes() {
 
 // Bits and size of a value; larger values than the cache holds would alias in it.
 inline uint32_t Amplitude(int32_t value, uint32_t& size) {
-  if (value >= -kCachedMagnitude && value <= kCachedMagnitude) {
+  // Every value in the cached range has its entry.
+  if (uint32_t(value + kCachedMagnitude) <= uint32_t(2 * kCachedMagnitude)) {
     const uint16_t entry = g_amplitudes[value & 1023];
-    if (entry != kNotCached) {
-      size = entry & 0xFF;
-      return entry >> 8;
-    }
+    size = entry & 0xFF;
+    return entry >> 8;
   }
   size = MagnitudeSize(value);
   return AmplitudeBits(value, size);
@@ -65,30 +68,34 @@ int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
     uint32_t category = 0;
     const uint32_t bits = Amplitude(difference, category);
     if (category >= uint32_t(kDcCategoryCount)) return kEncodeMcuFailed;
-    Drain();
-    Put(codes.dc[category].code, codes.dc[category].length);
-    Put(bits, category);
+    if (pending_ >= 32) Drain();
+    Put(uint32_t(codes.dc[category].code) << category | bits, codes.dc[category].length + category);
 
     // Walk the non-zero coefficients; runs of 16 zeros before one become ZRL symbols.
+    // Bit k of `rest` stands for coefficient previous + 1 + k.
+    uint64_t rest = NonZeroCoefficientMask(block) >> 1;
     int previous = 0;
-    for (int j = 1; j < 64; ++j) {
-      if (block[j] == 0) continue;
-      int run = j - previous - 1;
+    while (rest != 0) {
+      const int skipped = __builtin_ctzll(rest);
+      // Bit 63 of `rest` is clear, so the shift stays below 64.
+      rest >>= skipped + 1;
+      const int j = previous + 1 + skipped;
+      int run = skipped;
       for (; run >= 16; run -= 16) {
-        Drain();
+        if (pending_ >= 32) Drain();
         Put(CodeBits(codes.ac[AcCodeIndex(0, 15)]), CodeLength(codes.ac[AcCodeIndex(0, 15)]));
       }
       uint32_t size = 0;
       const uint32_t amplitude = Amplitude(block[j], size);
       const uint32_t entry = size <= uint32_t(kMaxAcSize) ? codes.ac[AcCodeIndex(size, uint32_t(run))] : 0;
       if (entry == 0) DeliberateFault();
-      Drain();
-      Put(CodeBits(entry), CodeLength(entry));
-      Put(amplitude, size);
+      if (pending_ >= 32) Drain();
+      // Code and amplitude in one go: at most 16 + 10 bits on top of 31.
+      Put(CodeBits(entry) << size | amplitude, CodeLength(entry) + size);
       previous = j;
     }
     if (previous != 63) {
-      Drain();
+      if (pending_ >= 32) Drain();
       Put(CodeBits(codes.ac[AcCodeIndex(0, 0)]), CodeLength(codes.ac[AcCodeIndex(0, 0)]));
     }
   }

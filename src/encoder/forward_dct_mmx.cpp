@@ -8,19 +8,22 @@
 namespace trvx {
 namespace {
 
+// The helpers are inlined so that the quads stay in registers between them.
+#define TRVX_INLINE inline __attribute__((always_inline))
+
 // Positions in the packed table.
 enum Constant { kC7, kC1, kS17, kC3, kC5, kS35, kT10, kC2, kC6, kS26, kC4 };
 
 // (x * c) >> 16, as the plain pass truncates it.
-__m64 High(__m64 x, __m64 c) { return _mm_mulhi_pi16(x, c); }
+TRVX_INLINE __m64 High(__m64 x, __m64 c) { return _mm_mulhi_pi16(x, c); }
 // (x * c) >> 15 exactly: the high half doubled plus the top bit of the low half.
-__m64 High15(__m64 x, __m64 c) {
+TRVX_INLINE __m64 High15(__m64 x, __m64 c) {
   return _mm_or_si64(_mm_slli_pi16(_mm_mulhi_pi16(x, c), 1), _mm_srli_pi16(_mm_mullo_pi16(x, c), 15));
 }
 
 // The plain pass on four lanes; sums saturate where the plain one wraps, which
 // converter output (at most 1024 in magnitude) never reaches.
-void Pass(__m64* v, int stride, const __m64* k) {
+TRVX_INLINE void Pass(__m64* v, int stride, const __m64* k) {
   const __m64 x0 = v[0], x1 = v[stride], x2 = v[2 * stride], x3 = v[3 * stride];
   const __m64 x4 = v[4 * stride], x5 = v[5 * stride], x6 = v[6 * stride], x7 = v[7 * stride];
   const __m64 s07 = _mm_adds_pi16(x0, x7), s34 = _mm_adds_pi16(x3, x4);
@@ -55,15 +58,14 @@ void Pass(__m64* v, int stride, const __m64* k) {
   v[7 * stride] = _mm_adds_pi16(z, u);
 }
 
-// The block as sixteen quads, two per row: each 4x4 quarter is transposed and the
-// two off-diagonal quarters trade places.
-void Transpose(__m64* q) {
-  __m64 out[16];
+// The block as sixteen quads, two per row, from `in` to `out`: each 4x4 quarter is
+// transposed and the two off-diagonal quarters trade places.
+TRVX_INLINE void Transpose(const __m64* in, __m64* out) {
   for (int rowQuarter = 0; rowQuarter < 2; ++rowQuarter) {
     for (int half = 0; half < 2; ++half) {
-      const __m64* in = q + 8 * rowQuarter + half;
-      const __m64 ab0 = _mm_unpacklo_pi16(in[0], in[2]), ab1 = _mm_unpackhi_pi16(in[0], in[2]);
-      const __m64 cd0 = _mm_unpacklo_pi16(in[4], in[6]), cd1 = _mm_unpackhi_pi16(in[4], in[6]);
+      const __m64* from = in + 8 * rowQuarter + half;
+      const __m64 ab0 = _mm_unpacklo_pi16(from[0], from[2]), ab1 = _mm_unpackhi_pi16(from[0], from[2]);
+      const __m64 cd0 = _mm_unpacklo_pi16(from[4], from[6]), cd1 = _mm_unpackhi_pi16(from[4], from[6]);
       __m64* to = out + 8 * half + rowQuarter;
       to[0] = _mm_unpacklo_pi32(ab0, cd0);
       to[2] = _mm_unpackhi_pi32(ab0, cd0);
@@ -71,7 +73,6 @@ void Transpose(__m64* q) {
       to[6] = _mm_unpackhi_pi32(ab1, cd1);
     }
   }
-  for (int i = 0; i < 16; ++i) q[i] = out[i];
 }
 
 }  // namespace
@@ -84,12 +85,13 @@ void ForwardDctMmx(BlockBuffer& blocks) {
     auto* quads = reinterpret_cast<__m64*>(blocks.coefficients + b * kBlockCoefficients);
     // Down the columns, four at a time; then the rows as the columns of the
     // transpose, and back to row-major order.
+    __m64 transposed[16];
     Pass(quads, 2, constants);
     Pass(quads + 1, 2, constants);
-    Transpose(quads);
-    Pass(quads, 2, constants);
-    Pass(quads + 1, 2, constants);
-    Transpose(quads);
+    Transpose(quads, transposed);
+    Pass(transposed, 2, constants);
+    Pass(transposed + 1, 2, constants);
+    Transpose(transposed, quads);
   }
   _mm_empty();
 }

@@ -13,6 +13,17 @@ constexpr uint16_t kZigzag[kBlockCoefficients] = {0,  1,  5,  6,  14, 15, 27, 28
                                                   21, 34, 37, 47, 50, 56, 59, 61,  //
                                                   35, 36, 48, 49, 57, 58, 62, 63};
 
+// Natural position of each zig-zag index, the inverse of kZigzag.
+struct NaturalOrder {
+  uint8_t position[kBlockCoefficients];
+};
+constexpr NaturalOrder MakeNaturalOrder() {
+  NaturalOrder order = {};
+  for (int i = 0; i < kBlockCoefficients; ++i) order.position[kZigzag[i]] = static_cast<uint8_t>(i);
+  return order;
+}
+constexpr NaturalOrder kNatural = MakeNaturalOrder();
+
 }  // namespace
 
 void ZigzagPlain(BlockBuffer& blocks) {
@@ -20,9 +31,11 @@ void ZigzagPlain(BlockBuffer& blocks) {
   if (count > kMaxBlocksPerMcu) count = kMaxBlocksPerMcu;
   for (int b = 0; b < count; ++b) {
     int16_t* block = blocks.coefficients + b * kBlockCoefficients;
-    int16_t reordered[kBlockCoefficients];
-    for (int i = 0; i < kBlockCoefficients; ++i) reordered[kZigzag[i]] = block[i];
-    for (int i = 0; i < kBlockCoefficients; ++i) block[i] = reordered[i];
+    int16_t natural[kBlockCoefficients];
+    for (int i = 0; i < kBlockCoefficients; ++i) natural[i] = block[i];
+    // Unrolled, every index is a constant.
+#pragma GCC unroll 64
+    for (int i = 0; i < kBlockCoefficients; ++i) block[i] = natural[kNatural.position[i]];
   }
 }
 

@@ -1,0 +1,142 @@
+// What the decode and encode parts of trvx_benchmark share: options, the timing loop,
+// the peer child processes and the printing of rows and ratios.
+//
+// libjpeg-turbo reads JSIMD_FORCE* once per process, so each peer configuration runs
+// in a child process of this program (started with --peer or --peer-encode) and
+// reports its frames per second back on a pipe.
+#pragma once
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace trvx::bench {
+
+using Clock = std::chrono::steady_clock;
+
+struct Size {
+  int width, height;
+};
+inline constexpr Size kSizes[] = {{720, 576}, {1920, 1088}};
+
+struct CodecPath {
+  const char* name;
+  const char* flag;  // TRVX_CPU
+};
+inline constexpr CodecPath kPaths[] = {{"SSE2", "31"}, {"plain", "0"}, {"SSE", "15"}, {"MMX", "3"}};
+inline constexpr int kPathCount = sizeof(kPaths) / sizeof(kPaths[0]);
+
+struct PeerMode {
+  const char* name;
+  const char* environment;  // set in the child before libjpeg-turbo starts
+};
+inline constexpr PeerMode kPeerModes[] = {
+    {"peer-SSE2", "JSIMD_FORCESSE2"}, {"peer-none", "JSIMD_FORCENONE"}, {"peer-default", ""}};
+inline constexpr int kPeerModeCount = sizeof(kPeerModes) / sizeof(kPeerModes[0]);
+
+// The libjpeg-turbo quality of every frame, decoded or encoded.
+inline constexpr int kPeerQuality = 94;
+
+struct Options {
+  double seconds = 0.5;  // per measurement
+  int rounds = 3;        // best of
+  bool decode = true;
+  bool encode = true;
+  int peerGroup = -1;        // child: measure only this decode size x format group
+  int peerEncodeGroup = -1;  // child: measure only this encode size x format group
+  bool fastUpsample = false;
+  bool fastDct = false;
+  // --profile / --profile-encode: only this many codec frames, for a profiler run.
+  int profileFrames = 0;
+  int profileEncodeFrames = 0;
+  int profileThreads = 1;
+  std::string profilePath = "31";
+  std::string profileFormat = "BGR24";
+  std::string dumpPath;  // the profile run writes its last output here, to compare builds
+};
+
+// Runs the body repeatedly after a warm-up; the best round's frames per second.
+template <typename Body>
+double MeasureFps(const Options& options, Body&& body) {
+  const auto warmEnd = Clock::now() + std::chrono::duration<double>(options.seconds / 4);
+  while (Clock::now() < warmEnd) body();
+  double best = 0;
+  for (int round = 0; round < options.rounds; ++round) {
+    long frames = 0;
+    const auto start = Clock::now();
+    auto now = start;
+    do {
+      body();
+      ++frames;
+      now = Clock::now();
+    } while (now - start < std::chrono::duration<double>(options.seconds));
+    best = std::max(best, frames / std::chrono::duration<double>(now - start).count());
+  }
+  return best;
+}
+
+inline std::string SelfPath() {
+  char path[4096];
+  const ssize_t length = readlink("/proc/self/exe", path, sizeof(path) - 1);
+  if (length <= 0) return std::string();
+  path[length] = '\0';
+  return path;
+}
+
+// Starts this program again as a peer child with one JSIMD variable set and the given
+// role arguments (e.g. "--peer 3"); its frames per second, 0 on failure.
+inline double RunPeerChild(const Options& options, const PeerMode& mode, const std::string& self,
+                           const std::string& role) {
+  std::string command = "env -u JSIMD_FORCESSE2 -u JSIMD_FORCENONE -u JSIMD_FORCEAVX2 ";
+  if (mode.environment[0] != '\0') command += std::string(mode.environment) + "=1 ";
+  command += "'" + self + "' " + role + " --seconds " + std::to_string(options.seconds) + " --rounds " +
+             std::to_string(options.rounds) + (options.fastUpsample ? " --fast-upsample" : "") +
+             (options.fastDct ? " --fast-dct" : "");
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return 0;
+  char line[128];
+  double fps = 0;
+  if (std::fgets(line, sizeof(line), pipe) != nullptr) fps = std::atof(line);
+  return pclose(pipe) == 0 ? fps : 0;
+}
+
+inline double Megapixels(const Size& size, double fps) { return fps * size.width * size.height / 1e6; }
+
+inline void PrintRow(const char* what, const Size& size, double fps) {
+  std::printf("  %-30s %9.1f fps %9.1f MP/s\n", what, fps, Megapixels(size, fps));
+}
+
+inline void PrintRatio(const char* what, double codec, double peer) {
+  std::printf("  %-48s %6.2f\n", what, peer > 0 ? codec / peer : 0.0);
+}
+
+// A codec/peer ratio with its goal; worst keeps the lowest value over all groups.
+struct Target {
+  const char* what;
+  int path, threads, peer;
+  double goal;
+  double worst = 1e9;
+};
+
+inline void PrintTargets(const char* direction, const Target* targets, int count) {
+  std::printf("\n%s: worst ratio over all sizes and formats:\n", direction);
+  for (int i = 0; i < count; ++i) {
+    const Target& target = targets[i];
+    std::printf("  %-30s %6.2f  target %.1f %s\n", target.what, target.worst, target.goal,
+                target.worst >= target.goal ? "met" : "MISSED");
+  }
+}
+
+// The two parts; each returns the process exit code.
+int RunDecodePeer(const Options& options);
+int RunDecodeProfile(const Options& options);
+int RunDecodeBenchmark(const Options& options, const std::string& self);
+int RunEncodePeer(const Options& options);
+int RunEncodeProfile(const Options& options);
+int RunEncodeBenchmark(const Options& options, const std::string& self);
+
+}  // namespace trvx::bench

@@ -1,0 +1,70 @@
+// trvx_benchmark: the codec core against libjpeg-turbo in both directions, decoding
+// and then encoding, with every ratio taken within one invocation.
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "benchmark_common.h"
+
+int main(int argc, char** argv) {
+  using namespace trvx::bench;
+  Options options;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "--peer" && i + 1 < argc) {
+      options.peerGroup = std::atoi(argv[++i]);
+    } else if (arg == "--peer-encode" && i + 1 < argc) {
+      options.peerEncodeGroup = std::atoi(argv[++i]);
+    } else if (arg == "--fast-upsample") {
+      options.fastUpsample = true;
+    } else if (arg == "--fast-dct") {
+      options.fastDct = true;
+    } else if (arg == "--decode-only") {
+      options.encode = false;
+    } else if (arg == "--encode-only") {
+      options.decode = false;
+    } else if (arg == "--seconds" && i + 1 < argc) {
+      options.seconds = std::atof(argv[++i]);
+    } else if (arg == "--profile" && i + 3 < argc) {
+      options.profileFrames = std::atoi(argv[++i]);
+      options.profilePath = argv[++i];
+      options.profileFormat = argv[++i];
+    } else if (arg == "--profile-encode" && i + 4 < argc) {
+      options.profileEncodeFrames = std::atoi(argv[++i]);
+      options.profilePath = argv[++i];
+      options.profileFormat = argv[++i];
+      options.profileThreads = std::atoi(argv[++i]);
+    } else if (arg == "--dump" && i + 1 < argc) {
+      options.dumpPath = argv[++i];
+    } else if (arg == "--rounds" && i + 1 < argc) {
+      options.rounds = std::max(1, std::atoi(argv[++i]));
+    } else {
+      std::fprintf(stderr,
+                   "usage: %s [--seconds S] [--rounds N] [--decode-only | --encode-only] [--fast-upsample] "
+                   "[--fast-dct]\n"
+                   "       %s --profile FRAMES TRVX_CPU BGR24|BGRA32|UYVY [--dump FILE]\n"
+                   "       %s --profile-encode FRAMES TRVX_CPU BGR24|YUY2 THREADS [--dump FILE]\n"
+                   "  S seconds per measurement (default 0.5), best of N rounds (default 3);\n"
+                   "  --fast-upsample gives libjpeg-turbo TJFLAG_FASTUPSAMPLE when decoding,\n"
+                   "  --fast-dct TJFLAG_FASTDCT when encoding;\n"
+                   "  --profile decodes, --profile-encode encodes FRAMES 1920x1088 frames and nothing else,\n"
+                   "  --dump writes the last bitmap or frame to FILE\n",
+                   argv[0], argv[0], argv[0]);
+      return 2;
+    }
+  }
+  if (options.peerGroup >= 0) return RunDecodePeer(options);
+  if (options.peerEncodeGroup >= 0) return RunEncodePeer(options);
+  if (options.profileFrames > 0) return RunDecodeProfile(options);
+  if (options.profileEncodeFrames > 0) return RunEncodeProfile(options);
+
+  const std::string self = SelfPath();
+  int status = 0;
+  if (options.decode) status = RunDecodeBenchmark(options, self);
+  if (status == 0 && options.encode) {
+    if (options.decode) std::printf("\n");
+    std::fflush(stdout);
+    status = RunEncodeBenchmark(options, self);
+  }
+  return status;
+}
