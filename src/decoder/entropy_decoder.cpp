@@ -1,6 +1,7 @@
 #include "decoder/entropy_decoder.h"
 
 #include <cstring>
+#include <type_traits>
 
 #include "decoder/huffman_decoding_tables.h"
 #include "decoder/mcu_workspace.h"
@@ -10,102 +11,149 @@ namespace trvx {
 
 namespace {
 
-// The decoder's bit state in locals, so the loops below keep it in registers.
+// The bit reader works on a register-wide buffer that it tops up with several bytes
+// at once, ahead of the 16-bit refills the read position is defined by. The
+// position those refills would have reached is worked out again at the end of each
+// call (ToRefillState), so BytesConsumed and the bytes read are unchanged.
+using BitWord = std::conditional_t<sizeof(void*) == 8, uint64_t, uint32_t>;
+constexpr uint32_t kWordBits = sizeof(BitWord) * 8;
+// Bits ready after every Refill: 56 on 64-bit builds, 24 on 32-bit ones. Either
+// covers a DC code with its value and a first-level AC code with its value.
+constexpr uint32_t kReadyBits = kWordBits - 8;
+
+constexpr BitWord Repeat(uint8_t byte) { return BitWord(~BitWord(0) / 0xFF) * byte; }
+
+BitWord LoadBigEndian(const uint8_t* bytes) {
+  BitWord word;
+  std::memcpy(&word, bytes, sizeof word);
+  if constexpr (sizeof(BitWord) == 8) {
+    return __builtin_bswap64(word);
+  } else {
+    return __builtin_bswap32(word);
+  }
+}
+
 struct BitReader {
-  uint32_t buffer;
+  BitWord buffer;  // next bit at the top; bits below the count are not yet data
   uint32_t count;
   const uint8_t* position;
+  uint32_t skipped;  // bytes dropped after 0xFF in this call
 
-  // Sixteen bits at a time: one refill then covers any whole code or value.
+  // Without a 0xFF among the next bytes they are data as they stand; the whole bytes
+  // that fit are added without a branch on the count.
   void Refill() {
-    uint32_t word = 0;
-    for (int i = 0; i < 2; ++i) {
+    BitWord window;
+    std::memcpy(&window, position, sizeof window);
+    const BitWord ones = ~window;
+    if (__builtin_expect(((ones - Repeat(1)) & window & Repeat(0x80)) != 0, 0)) return RefillBytewise();
+    buffer |= LoadBigEndian(position) >> count;
+    position += (kWordBits - 1 - count) >> 3;
+    count |= kReadyBits;
+  }
+  // The byte after 0xFF is stuffing or a marker's code; either way it is dropped unseen.
+  void RefillBytewise() {
+    while (count < kReadyBits) {
       const uint8_t byte = *position++;
-      // The byte after 0xFF is stuffing or a marker's code; either way it is dropped.
-      if (byte == 0xFF) ++position;
-      word = (word << 8) | byte;
+      if (byte == 0xFF) ++position, ++skipped;
+      buffer |= BitWord(byte) << (kReadyBits - count);
+      count += 8;
     }
-    buffer = (buffer << 16) | word;
-    count += 16;
   }
-  void Ensure(uint32_t bits) {
-    if (count < bits) Refill();
-  }
-  uint32_t Peek(uint32_t bits) const { return (buffer >> (count - bits)) & ((1u << bits) - 1); }
-  void Skip(uint32_t bits) { count -= bits; }
-  uint32_t Read(uint32_t bits) {
-    const uint32_t value = Peek(bits);
+  uint32_t Peek(uint32_t bits) const { return uint32_t(buffer >> (kWordBits - bits)); }
+  void Skip(uint32_t bits) {
+    buffer <<= bits;
     count -= bits;
+  }
+  // Size bits (0 .. 15) as a signed value by the EXTEND rule, without branches.
+  int32_t ReadExtended(uint32_t size) {
+    const uint32_t bits = uint32_t((buffer >> 1) >> (kWordBits - 1 - size));
+    const uint32_t positive = uint32_t(0) - uint32_t(buffer >> (kWordBits - 1));
+    const int32_t value = int32_t(bits - (((1u << size) - 1) & ~positive));
+    Skip(size);
     return value;
   }
 };
 
-int32_t Extend(uint32_t value, uint32_t size) {
-  if (size == 0) return 0;
-  return (value >> (size - 1)) != 0 ? int32_t(value) : int32_t(value) - int32_t((1u << size) - 1);
-}
+// kFull: k had reached 64 before the call, which read nothing.
+enum class Step { kNext, kBlockDone, kFull, kFailed };
 
-bool DecodeDc(BitReader& reader, const DcCode* table, int16_t& predictor, int16_t* block) {
-  reader.Ensure(16);
-  const DcCode* match = nullptr;
-  for (int category = 0; category < kDcCategories && match == nullptr; ++category) {
-    if (reader.Peek(table[category].lengthAndCategory >> 4) == table[category].code) match = &table[category];
-  }
-  if (match == nullptr) return false;
-  reader.Skip(match->lengthAndCategory >> 4);
-  const uint32_t size = match->lengthAndCategory & 15;
-  reader.Ensure(size);
-  predictor = int16_t(uint16_t(predictor + Extend(reader.Read(size), size)));
-  block[0] = predictor;
-  return true;
-}
-
-// A run past the block's end stores its coefficient before failing, into whatever
-// follows in the workspace; that order is kept on purpose, but never past areaEnd.
-bool DecodeAc(BitReader& reader, const AcDecodingEntry* firstLevel, const AcDecodingEntry* secondLevel,
-              const PredecodedAcEntry* shortcut, int16_t* block, const int16_t* areaEnd) {
-  uint32_t k = 1;
-  while (k < 64) {
-    reader.Ensure(16);
-    const uint32_t peeked = reader.Peek(9);
-    if (shortcut != nullptr) {
-      const PredecodedAcEntry& fast = shortcut[peeked];
-      if (fast.length != kNotPredecoded) {
-        if (fast.run == kEndOfBlockRun) {
-          reader.Skip(fast.length);
-          return true;
-        }
-        // A run that reaches or passes the end leaves the value bits unread or
-        // fails; the general path below handles both.
-        if (k + fast.run < 64) {
-          reader.Skip(fast.length);
-          k += fast.run;
-          block[k++] = fast.value;
-          continue;
-        }
-      }
-    }
-    AcDecodingEntry entry;
-    if (peeked < kAcSecondLevelStart) {
-      entry = firstLevel[peeked];
-      if (entry.length == 0) return false;
-      reader.Skip(entry.length);
-      if (entry.run == kEndOfBlockRun) return true;
-    } else {
-      reader.Skip(6);
-      entry = secondLevel[reader.Peek(10)];
-      if (entry.length == 0) return false;
-      reader.Skip(entry.length);
-    }
-    const uint32_t n = k + entry.run;
-    if (n == 64) return true;
-    reader.Ensure(entry.size);
-    const int16_t value = int16_t(Extend(reader.Read(entry.size), entry.size));
-    // Only the last block of a full eight-block MCU can reach past the area.
-    if (n < uint32_t(areaEnd - block)) block[n] = value;
+// One AC symbol at zig-zag position k, with at least 26 bits ready on 64-bit builds
+// and kReadyBits on 32-bit ones. symbolCount is the count at the symbol's start,
+// from which the 16-bit refill state is worked out afterwards. k reaching 64 ends
+// the block on the next call, which then reads nothing. A run past the block's end
+// stores its coefficient before failing, into whatever follows in the workspace;
+// that order is kept on purpose, but never past areaEnd.
+__attribute__((always_inline)) inline Step DecodeAcSymbol(BitReader& reader, uint32_t& symbolCount, uint32_t& k,
+                                                          const CombinedAcEntry* combined,
+                                                          const AcDecodingEntry* firstLevel,
+                                                          const AcDecodingEntry* secondLevel, int16_t* block,
+                                                          const int16_t* areaEnd) {
+  const CombinedAcEntry entry = combined[reader.Peek(kCombinedAcBits)];
+  const uint32_t n = k + entry.run;
+  if (__builtin_expect(n < 64, 1)) {
+    symbolCount = reader.count;
+    reader.Skip(entry.dropAndSize & 15);
+    block[n] = int16_t(entry.value + reader.ReadExtended(entry.dropAndSize >> 4));
     k = n + 1;
+    return Step::kNext;
   }
-  return k == 64;
+  if (k == 64) return Step::kFull;
+  symbolCount = reader.count;
+  Step result = Step::kFailed;
+  // End of block, a run to or past the end, a long or bad code: by the two-level
+  // tables, as the value bits of a run to the end must stay unread.
+  const uint32_t peeked = reader.Peek(9);
+  AcDecodingEntry plain;
+  if (peeked < kAcSecondLevelStart) {
+    plain = firstLevel[peeked];
+  } else {
+    reader.Skip(6);
+    plain = secondLevel[reader.Peek(10)];
+  }
+  if (plain.length != 0) {
+    reader.Skip(plain.length);
+    const uint32_t end = k + plain.run;
+    if (plain.run == kEndOfBlockRun || end == 64) {
+      result = Step::kBlockDone;
+    } else {
+      if (reader.count < plain.size) {  // 32-bit buffers only: a 16-bit code with 10 value bits
+        const uint32_t count = reader.count;
+        reader.Refill();
+        symbolCount += reader.count - count;
+      }
+      const int16_t value = int16_t(reader.ReadExtended(plain.size));
+      if (end < uint32_t(areaEnd - block)) block[end] = value;
+      k = end + 1;
+      result = end < 64 ? Step::kNext : Step::kFailed;
+    }
+  }
+  return result;
+}
+
+// One block's AC coefficients, after its DC code and value (at most 22 bits) were
+// read from a fresh refill. A 64-bit buffer holds two symbols of at most 26 bits
+// per refill, so it refills every other symbol.
+__attribute__((always_inline)) inline bool DecodeAc(BitReader& reader, uint32_t& symbolCount,
+                                                    const CombinedAcEntry* combined, const AcDecodingEntry* firstLevel,
+                                                    const AcDecodingEntry* secondLevel, int16_t* block,
+                                                    const int16_t* areaEnd) {
+  uint32_t k = 1;
+  Step step = Step::kNext;
+  if constexpr (kReadyBits >= 22 + 26) {
+    step = DecodeAcSymbol(reader, symbolCount, k, combined, firstLevel, secondLevel, block, areaEnd);
+  }
+  while (step == Step::kNext) {
+    const uint32_t unrefilled = reader.count;
+    reader.Refill();
+    step = DecodeAcSymbol(reader, symbolCount, k, combined, firstLevel, secondLevel, block, areaEnd);
+    // The refill came after the block's last symbol: its bits are not the symbol's.
+    if (step == Step::kFull) symbolCount += reader.count - unrefilled;
+    if constexpr (kReadyBits >= 26 + 26) {
+      if (step != Step::kNext) break;
+      step = DecodeAcSymbol(reader, symbolCount, k, combined, firstLevel, secondLevel, block, areaEnd);
+    }
+  }
+  return step != Step::kFailed;
 }
 
 }  // namespace
@@ -121,6 +169,10 @@ void EntropyDecoder::ResetForField(const FrameDescription& description) {
   cbBlocks_ = uint32_t(sampling[2]) * sampling[3];
   crBlocks_ = uint32_t(sampling[4]) * sampling[5];
   for (int slot = 0; slot < kHuffmanTableCount; ++slot) huffmanTables_[slot] = description.huffmanTables[slot];
+  for (int table = 0; table < 2; ++table) {
+    combinedAcTables_[table] = CombinedAcTable(table);
+    dcLookupTables_[table] = DcLookupTable(table);
+  }
 }
 
 void EntropyDecoder::SetInput(const uint8_t* data) {
@@ -135,32 +187,91 @@ const uint8_t* EntropyDecoder::InputPosition() const { return position_; }
 int32_t EntropyDecoder::DecodeMcu(McuWorkspace& workspace) {
   if (workspace.blocksPerMcu > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
   std::memset(workspace.coefficients, 0, workspace.blocksPerMcu * kBlockCoefficients * sizeof(int16_t));
-  return DecodeBlocks(workspace.coefficients, nullptr);
+  return DecodeBlocks(workspace.coefficients);
 }
 
-int32_t EntropyDecoder::DecodeBlocks(int16_t* coefficients, const PredecodedAcEntry* lumaShortcut) {
+int32_t EntropyDecoder::DecodeBlocks(int16_t* coefficients) {
   // Sampling factors come from the stream: an MCU the workspace cannot hold is bad data.
-  if (uint64_t{lumaBlocks_} + cbBlocks_ + crBlocks_ > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
+  const uint64_t totalBlocks = uint64_t{lumaBlocks_} + cbBlocks_ + crBlocks_;
+  if (totalBlocks > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
+  if (totalBlocks == 0) return 0;
   const int16_t* const areaEnd = coefficients + kMaxBlocksPerMcu * kBlockCoefficients;
-  BitReader reader{bitBuffer_, bitCount_, position_};
+  const uint32_t startCount = bitCount_;
+  const uint8_t* const startPosition = position_;
+  BitReader reader{startCount == 0 ? 0 : BitWord(bitBuffer_) << (kWordBits - startCount), startCount, position_, 0};
+  uint32_t symbolCount = startCount;
   const uint32_t blockCounts[3] = {lumaBlocks_, cbBlocks_, crBlocks_};
   int16_t* block = coefficients;
   bool ok = true;
   for (int component = 0; component < 3 && ok; ++component) {
-    const bool luma = component == 0;
-    const DcCode* dcTable = DcDecodingTable(luma ? 0 : 1);
-    const AcDecodingEntry* firstLevel = huffmanTables_[luma ? kLumaAcFirst : kChromaAcFirst];
-    const AcDecodingEntry* secondLevel = huffmanTables_[luma ? kLumaAcSecond : kChromaAcSecond];
-    const PredecodedAcEntry* shortcut = luma ? lumaShortcut : nullptr;
-    for (uint32_t b = 0; b < blockCounts[component] && ok; ++b, block += kBlockCoefficients) {
-      ok = DecodeDc(reader, dcTable, dcPredictors_[component], block) &&
-           DecodeAc(reader, firstLevel, secondLevel, shortcut, block, areaEnd);
+    const int table = component == 0 ? 0 : 1;
+    const uint8_t* dcLookup = dcLookupTables_[table];
+    const uint32_t dcBits = kDcLookupBits[table];
+    const CombinedAcEntry* combined = combinedAcTables_[table];
+    const AcDecodingEntry* firstLevel = huffmanTables_[table == 0 ? kLumaAcFirst : kChromaAcFirst];
+    const AcDecodingEntry* secondLevel = huffmanTables_[table == 0 ? kLumaAcSecond : kChromaAcSecond];
+    int16_t predictor = dcPredictors_[component];
+    for (uint32_t b = 0; b < blockCounts[component]; ++b, block += kBlockCoefficients) {
+      reader.Refill();
+      const uint32_t lengthAndCategory = dcLookup[reader.Peek(dcBits)];
+      symbolCount = reader.count;
+      if (lengthAndCategory == 0) {
+        ok = false;
+        break;
+      }
+      reader.Skip(lengthAndCategory >> 4);
+      predictor = int16_t(uint16_t(predictor + reader.ReadExtended(lengthAndCategory & 15)));
+      block[0] = predictor;
+      if (!DecodeAc(reader, symbolCount, combined, firstLevel, secondLevel, block, areaEnd)) {
+        ok = false;
+        break;
+      }
+    }
+    dcPredictors_[component] = predictor;
+  }
+  ToRefillState(reader.buffer, reader.count, symbolCount, reader.position, reader.skipped, startCount, startPosition);
+  return ok ? 0 : kEntropyDecodeFailed;
+}
+
+// The 16-bit reader refills before each symbol when fewer than 16 bits are left, and
+// before a value when fewer than its size are; so after the last symbol, which took
+// `taken` bits, it has done ceil((consumed + 16 - min(taken, 16)) / 16) refills in
+// this call (counting from its `startCount` bits). The wide reader holds the bytes
+// of those refills plus or minus a few: those it holds beyond are given back, those
+// it lacks are read the 16-bit reader's way.
+void EntropyDecoder::ToRefillState(uint64_t wideBuffer, uint32_t wideCount, uint32_t symbolCount,
+                                   const uint8_t* widePosition, uint32_t skipped, uint32_t startCount,
+                                   const uint8_t* startPosition) {
+  BitWord buffer = BitWord(wideBuffer);
+  const uint32_t loadedBytes = uint32_t(widePosition - startPosition) - skipped;
+  const uint32_t consumed = startCount + loadedBytes * 8 - wideCount;
+  const uint32_t taken = symbolCount - wideCount;
+  const int32_t pending = int32_t(consumed) + 16 - int32_t(taken < 16 ? taken : 16) - int32_t(startCount);
+  const uint32_t refills = uint32_t(pending + 15) >> 4;
+  const uint32_t count = startCount + refills * 16 - consumed;
+  const uint8_t* position = widePosition;
+  if (count <= wideCount) {
+    // Usually none of the bytes given back is 0xFF, and each stood for one input byte.
+    const BitWord givenBack = (buffer << count) & ~(~BitWord(0) >> (wideCount - count));
+    const BitWord flipped = ~givenBack;
+    if (((flipped - Repeat(1)) & givenBack & Repeat(0x80)) == 0) {
+      position -= (wideCount - count) >> 3;
+    } else {
+      for (uint32_t bit = count; bit < wideCount; bit += 8) {
+        const uint32_t byte = uint32_t(buffer >> (kWordBits - 8 - bit)) & 0xFF;
+        position -= byte == 0xFF ? 2 : 1;
+      }
+    }
+  } else {
+    for (uint32_t bit = wideCount; bit < count; bit += 8) {
+      const uint8_t byte = *position++;
+      if (byte == 0xFF) ++position;
+      buffer = (buffer & ~(~BitWord(0) >> bit)) | BitWord(byte) << (kWordBits - 8 - bit);
     }
   }
-  bitBuffer_ = reader.buffer;
-  bitCount_ = reader.count;
-  position_ = reader.position;
-  return ok ? 0 : kEntropyDecodeFailed;
+  bitBuffer_ = count == 0 ? 0 : uint32_t(buffer >> (kWordBits - count));
+  bitCount_ = count;
+  position_ = position;
 }
 
 std::unique_ptr<EntropyDecoder> MakeEntropyDecoder(int32_t processorFlag) {

@@ -11,7 +11,7 @@
 namespace trvx {
 
 struct McuWorkspace;
-struct PredecodedAcEntry;
+struct CombinedAcEntry;
 
 constexpr int32_t kEntropyDecodeFailed = static_cast<int32_t>(0x80004005u);  // E_FAIL
 
@@ -37,13 +37,16 @@ class EntropyDecoder {
   uint32_t BytesConsumed() const;
 
  protected:
-  // The whole MCU into an area already cleared; a null shortcut table decodes every
-  // luminance AC symbol through the two-level tables.
-  int32_t DecodeBlocks(int16_t* coefficients, const PredecodedAcEntry* lumaShortcut);
+  // The whole MCU into an area already cleared.
+  int32_t DecodeBlocks(int16_t* coefficients);
   // Out of line: the derived classes' files are built for other instruction sets.
   const uint8_t* InputPosition() const;
 
  private:
+  // Stores the state the 16-bit refills would have left, from the wide reader's.
+  void ToRefillState(uint64_t wideBuffer, uint32_t wideCount, uint32_t symbolCount, const uint8_t* widePosition,
+                     uint32_t skipped, uint32_t startCount, const uint8_t* startPosition);
+
   uint32_t bitBuffer_ = 0;
   uint32_t bitCount_ = 0;
   const uint8_t* position_ = nullptr;
@@ -53,6 +56,9 @@ class EntropyDecoder {
   uint32_t crBlocks_ = 0;
   int16_t dcPredictors_[3] = {};
   const AcDecodingEntry* huffmanTables_[kHuffmanTableCount] = {};
+  // Process-wide lookup tables derived from the same codes (luminance, chrominance).
+  const CombinedAcEntry* combinedAcTables_[2] = {};
+  const uint8_t* dcLookupTables_[2] = {};
 };
 
 // Processor classes 1 and 3: clears the MCU with MMX stores.
@@ -61,8 +67,7 @@ class EntropyDecoderMmx final : public EntropyDecoder {
   int32_t DecodeMcu(McuWorkspace& workspace) override;
 };
 
-// Processor class 15: SSE clear, and short luminance AC codes come from the table
-// that holds them already decoded.
+// Processor class 15: clears the MCU with SSE stores.
 class EntropyDecoderPredecoded final : public EntropyDecoder {
  public:
   int32_t DecodeMcu(McuWorkspace& workspace) override;

@@ -22,7 +22,7 @@ int32_t EntropyDecoderMmx::DecodeMcu(McuWorkspace& workspace) {
         : "mm0", "memory");
   }
   __asm__ volatile("emms");
-  return DecodeBlocks(workspace.coefficients, nullptr);
+  return DecodeBlocks(workspace.coefficients);
 }
 
 }  // namespace trvx

@@ -1,6 +1,5 @@
 // Built with -msse; see entropy_decoder_mmx.cpp for what may be included here.
 #include "decoder/entropy_decoder.h"
-#include "decoder/huffman_decoding_tables.h"
 #include "decoder/mcu_workspace.h"
 
 #if defined(__i386__) || defined(__x86_64__)
@@ -20,7 +19,7 @@ int32_t EntropyDecoderPredecoded::DecodeMcu(McuWorkspace& workspace) {
         : "r"(out + offset)
         : "xmm0", "memory");
   }
-  return DecodeBlocks(workspace.coefficients, PredecodedLumaAcTable());
+  return DecodeBlocks(workspace.coefficients);
 }
 
 }  // namespace trvx
@@ -30,7 +29,7 @@ namespace trvx {
 int32_t EntropyDecoderPredecoded::DecodeMcu(McuWorkspace& workspace) {
   if (workspace.blocksPerMcu > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
   std::memset(workspace.coefficients, 0, workspace.blocksPerMcu * kBlockCoefficients * sizeof(int16_t));
-  return DecodeBlocks(workspace.coefficients, PredecodedLumaAcTable());
+  return DecodeBlocks(workspace.coefficients);
 }
 }  // namespace trvx
 #endif

@@ -19,7 +19,7 @@ int32_t EntropyDecoderSse2::DecodeMcu(McuWorkspace& workspace) {
         : "r"(out + offset)
         : "xmm0", "memory");
   }
-  return DecodeBlocks(workspace.coefficients, nullptr);
+  return DecodeBlocks(workspace.coefficients);
 }
 
 }  // namespace trvx

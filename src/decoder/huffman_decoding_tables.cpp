@@ -50,6 +50,9 @@ constexpr uint32_t kLeadingOnesBits = 6;
 AcDecodingEntry g_acTables[kHuffmanTableCount][kAcSecondLevelEntries];
 DcCode g_dcTables[2][kDcCategories];
 PredecodedAcEntry g_predecodedLuma[kAcFirstLevelEntries];
+CombinedAcEntry g_combinedAc[2][1u << kCombinedAcBits];
+uint8_t g_dcLuma[1u << kDcLookupBits[0]];
+uint8_t g_dcChroma[1u << kDcLookupBits[1]];
 std::once_flag g_codeTablesBuilt;
 std::once_flag g_predecodedBuilt;
 
@@ -93,11 +96,53 @@ void BuildDcTable(const uint8_t* lengths, DcCode* out) {
   }
 }
 
+void BuildDcLookup(const DcCode* codes, uint32_t bits, uint8_t* out) {
+  for (int category = 0; category < kDcCategories; ++category) {
+    const uint32_t length = codes[category].lengthAndCategory >> 4;
+    const uint32_t first = uint32_t(codes[category].code) << (bits - length);
+    for (uint32_t i = 0; i < (1u << (bits - length)); ++i) out[first + i] = codes[category].lengthAndCategory;
+  }
+}
+
+// Code length, run and size of the code at the top of `index`, or length 0.
+AcDecodingEntry CodeAt(uint32_t index, const AcDecodingEntry* firstLevel, const AcDecodingEntry* secondLevel) {
+  constexpr uint32_t kBits = kCombinedAcBits;
+  const uint32_t top9 = index >> (kBits - 9);
+  if (top9 < kAcSecondLevelStart) return firstLevel[top9];
+  const uint32_t tailBits = kBits - kLeadingOnesBits;
+  AcDecodingEntry entry = secondLevel[(index & ((1u << tailBits) - 1)) << (10 - tailBits)];
+  if (entry.length == 0 || entry.length > tailBits) return AcDecodingEntry{0, 0, 0, 0};
+  entry.length = uint8_t(entry.length + kLeadingOnesBits);
+  return entry;
+}
+
+void BuildCombinedAc(const AcDecodingEntry* firstLevel, const AcDecodingEntry* secondLevel, CombinedAcEntry* out) {
+  constexpr uint32_t kBits = kCombinedAcBits;
+  for (uint32_t index = 0; index < (1u << kBits); ++index) {
+    const AcDecodingEntry entry = CodeAt(index, firstLevel, secondLevel);
+    if (entry.length == 0) {
+      out[index] = CombinedAcEntry{0, kUnfilledRun, 0};
+    } else if (entry.length + entry.size <= kBits) {
+      const uint32_t size = entry.size;
+      const uint32_t bits = (index >> (kBits - entry.length - size)) & ((1u << size) - 1);
+      int32_t value = int32_t(bits);
+      if (size != 0 && (bits >> (size - 1)) == 0) value -= int32_t((1u << size) - 1);
+      out[index] = CombinedAcEntry{int16_t(value), entry.run, uint8_t(entry.length + size)};
+    } else {
+      out[index] = CombinedAcEntry{0, entry.run, uint8_t(entry.length + entry.size * 16)};
+    }
+  }
+}
+
 void BuildCodeTables() {
   BuildAcTables(kLumaAc, g_acTables[kLumaAcFirst], g_acTables[kLumaAcSecond]);
   BuildAcTables(kChromaAc, g_acTables[kChromaAcFirst], g_acTables[kChromaAcSecond]);
   BuildDcTable(kLumaDcLengths, g_dcTables[0]);
   BuildDcTable(kChromaDcLengths, g_dcTables[1]);
+  BuildDcLookup(g_dcTables[0], kDcLookupBits[0], g_dcLuma);
+  BuildDcLookup(g_dcTables[1], kDcLookupBits[1], g_dcChroma);
+  BuildCombinedAc(g_acTables[kLumaAcFirst], g_acTables[kLumaAcSecond], g_combinedAc[0]);
+  BuildCombinedAc(g_acTables[kChromaAcFirst], g_acTables[kChromaAcSecond], g_combinedAc[1]);
 }
 
 void BuildPredecodedLumaTable() {
@@ -130,6 +175,10 @@ void SetHuffmanDecodingTables(FrameDescription& description) {
 }
 
 const DcCode* DcDecodingTable(int table) { return g_dcTables[table]; }
+
+const CombinedAcEntry* CombinedAcTable(int table) { return g_combinedAc[table]; }
+
+const uint8_t* DcLookupTable(int table) { return table == 0 ? g_dcLuma : g_dcChroma; }
 
 const PredecodedAcEntry* PredecodedLumaAcTable() { return g_predecodedLuma; }
 

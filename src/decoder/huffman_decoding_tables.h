@@ -42,6 +42,23 @@ struct PredecodedAcEntry {
 };
 constexpr uint8_t kNotPredecoded = 0xFF;
 
+// The AC codes of up to kCombinedAcBits bits in one table indexed by the next
+// kCombinedAcBits bits, so that one lookup gives what the hot loop needs: bits to
+// drop, value bits still to read, run, and the value already sign-extended when code
+// and value fit in the index. Longer codes and indexes no code reaches read as run
+// kUnfilledRun; the decoder takes them, like end of block, on its slower path.
+constexpr uint32_t kCombinedAcBits = 11;
+struct CombinedAcEntry {
+  int16_t value;        // sign-extended, when no value bits are left to read; else 0
+  uint8_t run;          // kEndOfBlockRun for EOB, kUnfilledRun for the slower path
+  uint8_t dropAndSize;  // bits to drop (code, and value when decoded) + 16 x value bits left
+};
+constexpr uint32_t kUnfilledRun = 127;
+
+// DC categories by the next 9 (luminance) or 11 (chrominance) bits, the longest
+// code of each: (code length x 16 + category), 0 where no code matches.
+constexpr uint32_t kDcLookupBits[2] = {9, 11};
+
 // Runs both builders unless they have run already; safe to call from any thread.
 void BuildHuffmanDecodingTables();
 
@@ -50,6 +67,12 @@ void SetHuffmanDecodingTables(FrameDescription& description);
 
 // Category codes in category order: table 0 luminance, table 1 chrominance.
 const DcCode* DcDecodingTable(int table);
+
+// 2^kCombinedAcBits entries: table 0 luminance, table 1 chrominance.
+const CombinedAcEntry* CombinedAcTable(int table);
+
+// 2^kDcLookupBits[table] entries: table 0 luminance, table 1 chrominance.
+const uint8_t* DcLookupTable(int table);
 
 // 512 entries indexed like the first-level table.
 const PredecodedAcEntry* PredecodedLumaAcTable();
