@@ -1,5 +1,5 @@
 #!/bin/sh
-# Decoding speed against libjpeg-turbo: Release native build, then one run of
+# Decoding and encoding speed against libjpeg-turbo: Release native build, then one run of
 # trvx_benchmark (arguments are passed on, e.g. --seconds 1 --rounds 5).
 set -e
 root=$(cd "$(dirname "$0")/.." && pwd)
