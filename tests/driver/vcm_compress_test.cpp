@@ -11,41 +11,14 @@
 #include <vector>
 
 #include "support/codec_library.h"
+#include "support/photo_formats.h"
 
 namespace trvx::test {
 namespace {
 
-constexpr LONG kWidth = 720;
-constexpr LONG kHeight = 576;
+constexpr LONG kWidth = kPhotoWidth;
+constexpr LONG kHeight = kPhotoHeight;
 constexpr std::size_t kScanPadding = 0x10400 + 0x10000 + 64;
-
-struct InputFormat {
-  const char* name;  // the photograph as the native build decoded it into this format
-  DWORD compression;
-  WORD bitCount;
-  bool isRgb;
-};
-
-const InputFormat kInputFormats[] = {
-    {"rgb24", BI_RGB, 24, true},
-    {"rgb32", BI_RGB, 32, true},
-    {"uyvy", mmioFOURCC('U', 'Y', 'V', 'Y'), 16, false},
-    {"yuy2", mmioFOURCC('Y', 'U', 'Y', '2'), 16, false},
-    {"yvyu", mmioFOURCC('Y', 'V', 'Y', 'U'), 16, false},
-    {"y16", mmioFOURCC('Y', '1', '6', 0), 16, false},
-};
-
-BITMAPINFOHEADER Header(DWORD compression, WORD bitCount) {
-  BITMAPINFOHEADER header = {};
-  header.biSize = sizeof header;
-  header.biWidth = kWidth;
-  header.biHeight = kHeight;
-  header.biPlanes = 1;
-  header.biBitCount = bitCount;
-  header.biCompression = compression;
-  header.biSizeImage = kWidth * kHeight * bitCount / 8;
-  return header;
-}
 
 // Mean absolute difference over the bytes that carry picture (not RGB32's fourth byte).
 double MeanDifference(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b, WORD bitCount) {
@@ -76,10 +49,10 @@ class VcmCompress : public testing::Test {
   }
 
   // Compresses one frame; returns the compressed bytes (padded for the decoder).
-  std::vector<uint8_t> Compress(const InputFormat& format, const std::vector<uint8_t>& picture, DWORD quality,
+  std::vector<uint8_t> Compress(const PictureFormat& format, const std::vector<uint8_t>& picture, DWORD quality,
                                 LRESULT* result) {
-    BITMAPINFOHEADER input = Header(format.compression, format.bitCount);
-    BITMAPINFOHEADER output = Header(FourCc("TRVX"), 24);
+    BITMAPINFOHEADER input = PhotoHeader(format.compression, format.bitCount);
+    BITMAPINFOHEADER output = PhotoHeader(FourCc("TRVX"), 24);
     std::vector<uint8_t> frame(ICCompressGetSize(codec_, &input, &output) + kScanPadding, 0);
     output.biSizeImage = 0xDEADBEEF;
     EXPECT_EQ(ICCompressBegin(codec_, &input, &output), ICERR_OK);
@@ -92,9 +65,9 @@ class VcmCompress : public testing::Test {
     return frame;
   }
 
-  std::vector<uint8_t> Decompress(const InputFormat& format, std::vector<uint8_t> frame) {
-    BITMAPINFOHEADER input = Header(FourCc("TRVX"), 24);
-    BITMAPINFOHEADER output = Header(format.compression, format.bitCount);
+  std::vector<uint8_t> Decompress(const PictureFormat& format, std::vector<uint8_t> frame) {
+    BITMAPINFOHEADER input = PhotoHeader(FourCc("TRVX"), 24);
+    BITMAPINFOHEADER output = PhotoHeader(format.compression, format.bitCount);
     std::vector<uint8_t> picture(output.biSizeImage, 0);
     EXPECT_EQ(ICDecompressBegin(codec_, &input, &output), ICERR_OK);
     EXPECT_EQ(ICDecompress(codec_, 0, &input, frame.data(), &output, picture.data()), ICERR_OK);
@@ -111,7 +84,7 @@ TEST_F(VcmCompress, EveryInputFormatRoundTripsAtEveryQuality) {
     double allowedMean;  // mean absolute level difference after the round trip
   };
   const Quality qualities[] = {{0, 10.0}, {400, 10.0}, {5000, 4.0}, {7000, 3.5}, {10000, 2.5}};
-  for (const InputFormat& format : kInputFormats) {
+  for (const PictureFormat& format : kPictureFormats) {
     const std::vector<uint8_t> picture = ReadTestData(std::string("photo_720x576.") + format.name + ".ref");
     ASSERT_EQ(picture.size(), static_cast<std::size_t>(kWidth * kHeight * format.bitCount / 8)) << format.name;
     for (const Quality& quality : qualities) {
@@ -126,7 +99,7 @@ TEST_F(VcmCompress, EveryInputFormatRoundTripsAtEveryQuality) {
 }
 
 TEST_F(VcmCompress, SwappedFieldsComeBackInTheirPlaces) {
-  for (const InputFormat& format : kInputFormats) {
+  for (const PictureFormat& format : kPictureFormats) {
     const std::vector<uint8_t> picture = ReadTestData(std::string("photo_720x576.") + format.name + ".ref");
     SetChangeFieldsOrder(0);
     LRESULT result = 0;
@@ -149,10 +122,10 @@ TEST_F(VcmCompress, SwappedFieldsComeBackInTheirPlaces) {
 }
 
 TEST_F(VcmCompress, HostileCallsGetTheirCodes) {
-  const InputFormat& format = kInputFormats[0];
+  const PictureFormat& format = kPictureFormats[0];
   const std::vector<uint8_t> picture = ReadTestData("photo_720x576.rgb24.ref");
-  BITMAPINFOHEADER input = Header(format.compression, format.bitCount);
-  BITMAPINFOHEADER output = Header(FourCc("TRVX"), 24);
+  BITMAPINFOHEADER input = PhotoHeader(format.compression, format.bitCount);
+  BITMAPINFOHEADER output = PhotoHeader(FourCc("TRVX"), 24);
   std::vector<uint8_t> frame(kWidth * kHeight * 4 + 1024);
   DWORD flags = 0;
   EXPECT_EQ(ICCompress(codec_, 0, &output, frame.data(), &input, const_cast<uint8_t*>(picture.data()), nullptr, &flags,
@@ -160,9 +133,9 @@ TEST_F(VcmCompress, HostileCallsGetTheirCodes) {
             ICERR_ERROR)
       << "a frame before BEGIN";
 
-  BITMAPINFOHEADER odd = Header(BI_RGB, 24);
+  BITMAPINFOHEADER odd = PhotoHeader(BI_RGB, 24);
   odd.biWidth = 100;
-  BITMAPINFOHEADER oddOutput = Header(FourCc("TRVX"), 24);
+  BITMAPINFOHEADER oddOutput = PhotoHeader(FourCc("TRVX"), 24);
   oddOutput.biWidth = 100;
   EXPECT_EQ(ICCompressBegin(codec_, &odd, &oddOutput), ICERR_BADFORMAT);
 

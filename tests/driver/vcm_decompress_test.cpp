@@ -12,47 +12,20 @@
 
 #include "pixel/processor.h"
 #include "support/codec_library.h"
+#include "support/photo_formats.h"
 
 namespace trvx::test {
 namespace {
 
-constexpr LONG kWidth = 720;
-constexpr LONG kHeight = 576;
+constexpr LONG kWidth = kPhotoWidth;
+constexpr LONG kHeight = kPhotoHeight;
 // The frame reader scans a fixed window whatever the frame's length: inputs carry padding.
 constexpr std::size_t kInputPadding = 0x10400 + 0x10000 + 64;
-
-struct OutputFormat {
-  const char* name;
-  DWORD compression;
-  WORD bitCount;
-  bool isRgb;
-};
-
-const OutputFormat kOutputFormats[] = {
-    {"rgb24", BI_RGB, 24, true},
-    {"rgb32", BI_RGB, 32, true},
-    {"uyvy", mmioFOURCC('U', 'Y', 'V', 'Y'), 16, false},
-    {"yuy2", mmioFOURCC('Y', 'U', 'Y', '2'), 16, false},
-    {"yvyu", mmioFOURCC('Y', 'V', 'Y', 'U'), 16, false},
-    {"y16", mmioFOURCC('Y', '1', '6', 0), 16, false},
-};
-
-BITMAPINFOHEADER Header(DWORD compression, WORD bitCount) {
-  BITMAPINFOHEADER header = {};
-  header.biSize = sizeof header;
-  header.biWidth = kWidth;
-  header.biHeight = kHeight;
-  header.biPlanes = 1;
-  header.biBitCount = bitCount;
-  header.biCompression = compression;
-  header.biSizeImage = kWidth * kHeight * bitCount / 8;
-  return header;
-}
 
 // The references come from the plain path. The vector paths keep four fractional
 // bits through the transform and round where the plain path truncates: packed YUV
 // then differs by a level at most, RGB (three products of those samples) by three.
-int AllowedDifference(const OutputFormat& format) {
+int AllowedDifference(const PictureFormat& format) {
   if (!UsesVectorKernels(DetectProcessor())) return 0;
   return format.isRgb ? 3 : 1;
 }
@@ -94,10 +67,10 @@ class VcmDecompress : public testing::TestWithParam<const char*> {
     ICSetState(codec_, state, sizeof state);
   }
 
-  std::vector<uint8_t> Decode(const OutputFormat& format, DWORD fourCc = mmioFOURCC('T', 'R', 'V', 'X')) {
-    BITMAPINFOHEADER input = Header(fourCc, 24);
+  std::vector<uint8_t> Decode(const PictureFormat& format, DWORD fourCc = mmioFOURCC('T', 'R', 'V', 'X')) {
+    BITMAPINFOHEADER input = PhotoHeader(fourCc, 24);
     input.biSizeImage = static_cast<DWORD>(frame_.size());
-    BITMAPINFOHEADER output = Header(format.compression, format.bitCount);
+    BITMAPINFOHEADER output = PhotoHeader(format.compression, format.bitCount);
     std::vector<uint8_t> picture(output.biSizeImage, 0xCD);
     EXPECT_EQ(ICDecompressBegin(codec_, &input, &output), ICERR_OK) << format.name;
     EXPECT_EQ(ICDecompress(codec_, 0, &input, frame_.data(), &output, picture.data()), ICERR_OK) << format.name;
@@ -110,7 +83,7 @@ class VcmDecompress : public testing::TestWithParam<const char*> {
 };
 
 TEST_P(VcmDecompress, EveryOutputFormatMatchesTheNativeDecode) {
-  for (const OutputFormat& format : kOutputFormats) {
+  for (const PictureFormat& format : kPictureFormats) {
     const std::vector<uint8_t> expected = ReadTestData(std::string("photo_720x576.") + format.name + ".ref");
     ASSERT_EQ(expected.size(), static_cast<std::size_t>(kWidth * kHeight * format.bitCount / 8)) << format.name;
     EXPECT_LE(MaxDifference(Decode(format), expected), AllowedDifference(format)) << format.name;
@@ -126,11 +99,11 @@ TEST_P(VcmDecompress, EveryOutputFormatMatchesTheNativeDecode) {
 }
 
 TEST_P(VcmDecompress, OtherListedFourCcsDecodeTheSame) {
-  const OutputFormat& format = kOutputFormats[1];
+  const PictureFormat& format = kPictureFormats[1];
   const std::vector<uint8_t> asTrvx = Decode(format);
   EXPECT_EQ(Decode(format, mmioFOURCC('m', 'j', 'p', 'g')), asTrvx);
-  BITMAPINFOHEADER foreign = Header(mmioFOURCC('A', 'V', 'R', 'n'), 24);
-  BITMAPINFOHEADER output = Header(format.compression, format.bitCount);
+  BITMAPINFOHEADER foreign = PhotoHeader(mmioFOURCC('A', 'V', 'R', 'n'), 24);
+  BITMAPINFOHEADER output = PhotoHeader(format.compression, format.bitCount);
   EXPECT_EQ(ICDecompressQuery(codec_, &foreign, &output), ICERR_BADFORMAT);
   EXPECT_EQ(ICDecompressBegin(codec_, &foreign, &output), ICERR_OK)
       << "BEGIN checks sizes and the output only; the FourCC list is the query's business";
@@ -138,9 +111,9 @@ TEST_P(VcmDecompress, OtherListedFourCcsDecodeTheSame) {
 }
 
 TEST_P(VcmDecompress, SessionLifecycleIsForgiving) {
-  const OutputFormat& format = kOutputFormats[0];
-  BITMAPINFOHEADER input = Header(FourCc("TRVX"), 24);
-  BITMAPINFOHEADER output = Header(format.compression, format.bitCount);
+  const PictureFormat& format = kPictureFormats[0];
+  BITMAPINFOHEADER input = PhotoHeader(FourCc("TRVX"), 24);
+  BITMAPINFOHEADER output = PhotoHeader(format.compression, format.bitCount);
   std::vector<uint8_t> picture(output.biSizeImage);
   EXPECT_EQ(ICDecompress(codec_, 0, &input, frame_.data(), &output, picture.data()), ICERR_ERROR)
       << "a frame before BEGIN";
