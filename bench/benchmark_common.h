@@ -122,6 +122,30 @@ struct Target {
   double worst = 1e9;
 };
 
+// Prints one group: every codec configuration, every peer mode, then the ratios,
+// keeping each target's worst ratio. codecFps is indexed by path, then thread count.
+inline void PrintGroup(const Size& size, const double (&codecFps)[kPathCount][3], const double* peerFps,
+                       Target* targets, int targetCount) {
+  for (int path = 0; path < kPathCount; ++path) {
+    for (int threads = 2; threads >= 1; --threads) {
+      const std::string what = std::string("codec ") + kPaths[path].name + ", " + std::to_string(threads) +
+                               (threads == 1 ? " thread" : " threads");
+      PrintRow(what.c_str(), size, codecFps[path][threads]);
+    }
+  }
+  for (int mode = 0; mode < kPeerModeCount; ++mode) PrintRow(kPeerModes[mode].name, size, peerFps[mode]);
+  for (int i = 0; i < targetCount; ++i) {
+    Target& target = targets[i];
+    const double peerValue = peerFps[target.peer];
+    const double ratio = peerValue > 0 ? codecFps[target.path][target.threads] / peerValue : 0.0;
+    target.worst = std::min(target.worst, ratio);
+    char what[96];
+    std::snprintf(what, sizeof(what), "ratio %s (>= %.1f)", target.what, target.goal);
+    PrintRatio(what, codecFps[target.path][target.threads], peerValue);
+  }
+  PrintRatio("ratio SSE2 1 thread / peer-default", codecFps[0][1], peerFps[2]);
+}
+
 inline void PrintTargets(const char* direction, const Target* targets, int count) {
   std::printf("\n%s: worst ratio over all sizes and formats:\n", direction);
   for (int i = 0; i < count; ++i) {

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -324,23 +325,7 @@ int RunEncodeBenchmark(const Options& options, const std::string& self) {
       std::printf("\n%dx%d from %s (codec frame %u bytes, peer fields %lu bytes)%s\n", source.size.width,
                   source.size.height, format.name, codecBytes, peerBytes,
                   format.bitCount == 16 ? "  [peer: planes split from YUY2 inside its time]" : "");
-      for (int path = 0; path < kPathCount; ++path) {
-        for (int threads = 2; threads >= 1; --threads) {
-          const std::string what = std::string("codec ") + kPaths[path].name + ", " + std::to_string(threads) +
-                                   (threads == 1 ? " thread" : " threads");
-          PrintRow(what.c_str(), source.size, codec[path][threads]);
-        }
-      }
-      for (int mode = 0; mode < kPeerModeCount; ++mode) PrintRow(kPeerModes[mode].name, source.size, peerFps[mode]);
-      for (Target& target : targets) {
-        const double peerValue = peerFps[target.peer];
-        const double ratio = peerValue > 0 ? codec[target.path][target.threads] / peerValue : 0.0;
-        target.worst = std::min(target.worst, ratio);
-        char what[96];
-        std::snprintf(what, sizeof(what), "ratio %s (>= %.1f)", target.what, target.goal);
-        PrintRatio(what, codec[target.path][target.threads], peerValue);
-      }
-      PrintRatio("ratio SSE2 1 thread / peer-default", codec[0][1], peerFps[2]);
+      PrintGroup(source.size, codec, peerFps, targets, static_cast<int>(std::size(targets)));
     }
   }
   PrintTargets("encode", targets, 4);
