@@ -30,7 +30,7 @@ else
   # At most 10 s at 25 frames/s; larger than 1920x1088 is scaled down to fit, and each
   # side is cropped to a multiple of 16, as the codec requires (at most 15 lines go).
   frames=${DEMO_FRAMES:-250}
-  read -r width height < <(ffprobe -v error -select_streams v:0 -show_entries stream=width,height -of csv=p=0:s=' ' "$input")
+  IFS=x read -r width height < <(ffprobe -v error -select_streams v:0 -show_entries stream=width,height -of csv=p=0:s=x "$input")
   read -r width height < <(awk -v w="$width" -v h="$height" \
     'BEGIN { s = 1; if (1920 / w < s) s = 1920 / w; if (1088 / h < s) s = 1088 / h; print int(w * s / 2) * 2, int(h * s / 2) * 2 }')
   scaled=${width}:${height}
