@@ -43,8 +43,6 @@ AviCompressor::AviCompressor(const std::string& path, FrameSize size, DWORD fram
   ICSendMessage(codec, ICM_GETDEFAULTQUALITY, reinterpret_cast<DWORD_PTR>(&quality_), sizeof quality_);
   Check(ICCompressBegin(codec, &input_, CompressedFormat()) == ICERR_OK, "ICCompressBegin failed");
 
-  // AVIFile would keep the tail of an older, longer file behind the new one.
-  DeleteFileA(path.c_str());
   PAVIFILE file = nullptr;
   Check(AVIFileOpenA(&file, path.c_str(), OF_CREATE | OF_WRITE, nullptr) == 0, "cannot create " + path);
   file_.reset(file);
@@ -108,6 +106,7 @@ AviDecompressor::AviDecompressor(const std::string& path) {
 AviDecompressor::~AviDecompressor() { ICDecompressEnd(codec_.get()); }
 
 FrameBytes AviDecompressor::Read(int index) {
+  // Asked without a buffer, AVIFile tells the frame's size.
   LONG bytes = 0;
   AVIStreamRead(stream_.get(), index, 1, nullptr, 0, &bytes, nullptr);
   if (compressed_.size() < bytes + kDecoderReadRoom) compressed_.resize(bytes + kDecoderReadRoom);
