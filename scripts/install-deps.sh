@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Brings a fresh Debian bookworm machine to a state where the codec builds and its
 # tests and the demo run: native toolchain, mingw-w64 cross compiler, 32-bit Wine, Xvfb,
-# the outside JPEG tools used as test oracles, and the photographs and font of the demo
-# picture. Idempotent; quiet unless something fails.
+# the outside JPEG tools used as test oracles, the photographs that tests and the demo
+# start from, and the font of the demo picture. Idempotent; quiet unless something fails.
 set -euo pipefail
 
 log=$(mktemp /tmp/trvx-install.XXXXXX.log)
