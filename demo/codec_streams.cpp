@@ -24,6 +24,8 @@ BITMAPINFOHEADER Yuy2Format(FrameSize size) {
   return format;
 }
 
+BITMAPINFOHEADER* Header(FrameBytes& format) { return reinterpret_cast<BITMAPINFOHEADER*>(format.data()); }
+
 void Check(bool ok, const std::string& failure) {
   if (!ok) throw std::runtime_error(failure);
 }
@@ -36,12 +38,12 @@ AviCompressor::AviCompressor(const std::string& path, FrameSize size, DWORD fram
   Check(codec_ != nullptr, "the TRVX codec is not installed");
   HIC codec = codec_.get();
   compressedFormat_.resize(ICCompressGetFormatSize(codec, &input_));
-  Check(ICCompressGetFormat(codec, &input_, CompressedFormat()) == ICERR_OK &&
-            ICCompressQuery(codec, &input_, CompressedFormat()) == ICERR_OK,
+  BITMAPINFOHEADER* format = Header(compressedFormat_);
+  Check(ICCompressGetFormat(codec, &input_, format) == ICERR_OK && ICCompressQuery(codec, &input_, format) == ICERR_OK,
         "the codec refuses YUY2 frames of this size");
-  compressed_.resize(ICCompressGetSize(codec, &input_, CompressedFormat()));
+  compressed_.resize(ICCompressGetSize(codec, &input_, format));
   ICSendMessage(codec, ICM_GETDEFAULTQUALITY, reinterpret_cast<DWORD_PTR>(&quality_), sizeof quality_);
-  Check(ICCompressBegin(codec, &input_, CompressedFormat()) == ICERR_OK, "ICCompressBegin failed");
+  Check(ICCompressBegin(codec, &input_, format) == ICERR_OK, "ICCompressBegin failed");
 
   PAVIFILE file = nullptr;
   Check(AVIFileOpenA(&file, path.c_str(), OF_CREATE | OF_WRITE, nullptr) == 0, "cannot create " + path);
@@ -63,7 +65,7 @@ AviCompressor::AviCompressor(const std::string& path, FrameSize size, DWORD fram
 AviCompressor::~AviCompressor() { ICCompressEnd(codec_.get()); }
 
 std::size_t AviCompressor::Write(const FrameBytes& frame) {
-  BITMAPINFOHEADER* format = CompressedFormat();
+  BITMAPINFOHEADER* format = Header(compressedFormat_);
   DWORD chunkId = 0;
   DWORD flags = AVIIF_KEYFRAME;
   const LRESULT result = clock_.Measure([&] {
@@ -94,13 +96,14 @@ AviDecompressor::AviDecompressor(const std::string& path) {
   Check(formatSize >= static_cast<LONG>(sizeof(BITMAPINFOHEADER)) &&
             AVIStreamReadFormat(stream, 0, compressedFormat_.data(), &formatSize) == 0,
         path + " has no picture format");
-  size_ = {CompressedFormat()->biWidth, std::abs(CompressedFormat()->biHeight)};
+  BITMAPINFOHEADER* format = Header(compressedFormat_);
+  size_ = {format->biWidth, std::abs(format->biHeight)};
   output_ = Yuy2Format(size_);
   frameCount_ = AVIStreamLength(stream);
 
-  codec_.reset(ICLocate(ICTYPE_VIDEO, info.fccHandler, CompressedFormat(), &output_, ICMODE_DECOMPRESS));
+  codec_.reset(ICLocate(ICTYPE_VIDEO, info.fccHandler, format, &output_, ICMODE_DECOMPRESS));
   Check(codec_ != nullptr, "no installed codec decompresses this stream to YUY2");
-  Check(ICDecompressBegin(codec_.get(), CompressedFormat(), &output_) == ICERR_OK, "ICDecompressBegin failed");
+  Check(ICDecompressBegin(codec_.get(), format, &output_) == ICERR_OK, "ICDecompressBegin failed");
 }
 
 AviDecompressor::~AviDecompressor() { ICDecompressEnd(codec_.get()); }
@@ -112,11 +115,11 @@ FrameBytes AviDecompressor::Read(int index) {
   if (compressed_.size() < bytes + kDecoderReadRoom) compressed_.resize(bytes + kDecoderReadRoom);
   Check(AVIStreamRead(stream_.get(), index, 1, compressed_.data(), bytes, &bytes, nullptr) == 0,
         "cannot read frame " + std::to_string(index));
-  CompressedFormat()->biSizeImage = static_cast<DWORD>(bytes);
+  Header(compressedFormat_)->biSizeImage = static_cast<DWORD>(bytes);
   FrameBytes picture(size_.Bytes());
   const LRESULT result = clock_.Measure([&] {
     return static_cast<LRESULT>(
-        ICDecompress(codec_.get(), 0, CompressedFormat(), compressed_.data(), &output_, picture.data()));
+        ICDecompress(codec_.get(), 0, Header(compressedFormat_), compressed_.data(), &output_, picture.data()));
   });
   Check(result == ICERR_OK, "ICDecompress failed on frame " + std::to_string(index));
   return picture;

@@ -69,13 +69,11 @@ class AviCompressor {
   double CodecSeconds() const { return clock_.Seconds(); }
 
  private:
-  BITMAPINFOHEADER* CompressedFormat() { return reinterpret_cast<BITMAPINFOHEADER*>(compressedFormat_.data()); }
-
   AviFileHandle file_;
   AviStreamHandle stream_;
   CodecHandle codec_;
   BITMAPINFOHEADER input_;
-  FrameBytes compressedFormat_;
+  FrameBytes compressedFormat_;  // the codec's header, longer than a BITMAPINFOHEADER
   FrameBytes compressed_;
   DWORD quality_ = 0;
   LONG frameIndex_ = 0;
@@ -96,8 +94,6 @@ class AviDecompressor {
   double CodecSeconds() const { return clock_.Seconds(); }
 
  private:
-  BITMAPINFOHEADER* CompressedFormat() { return reinterpret_cast<BITMAPINFOHEADER*>(compressedFormat_.data()); }
-
   AviFileHandle file_;
   AviStreamHandle stream_;
   CodecHandle codec_;

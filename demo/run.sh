@@ -30,7 +30,8 @@ else
   # At most 10 s at 25 frames/s; larger than 1920x1088 is scaled down to fit, and each
   # side is cropped to a multiple of 16, as the codec requires (at most 15 lines go).
   frames=${DEMO_FRAMES:-250}
-  IFS=x read -r width height < <(ffprobe -v error -select_streams v:0 -show_entries stream=width,height -of csv=p=0:s=x "$input")
+  IFS=x read -r width height < <(ffprobe -v error -select_streams v:0 -show_entries stream=width,height -of csv=p=0:s=x "$input") ||
+    { echo "demo: $input has no video stream" >&2; exit 1; }
   read -r width height < <(awk -v w="$width" -v h="$height" \
     'BEGIN { s = 1; if (1920 / w < s) s = 1920 / w; if (1088 / h < s) s = 1088 / h; print int(w * s / 2) * 2, int(h * s / 2) * 2 }')
   scaled=${width}:${height}
@@ -58,7 +59,7 @@ echo "ffmpeg decodes   $count frames, $whole of them whole at ${width}x${height}
 # The middle frame and its round trip, above a 4x magnified middle quarter of both.
 cw=$((width / 4 / 2 * 2)) ch=$((height / 4 / 2 * 2))
 cx=$(((width - cw) / 4 * 2)) cy=$(((height - ch) / 4 * 2))
-label="fontfile=$font:fontsize=$((height / 24)):fontcolor=white:box=1:boxcolor=black@0.6:boxborderw=6:y=10"
+label="fontfile=$font:fontsize=$((height > 288 ? height / 24 : 12)):fontcolor=white:box=1:boxcolor=black@0.6:boxborderw=6:y=10"
 ffmpeg -v error -y -f rawvideo -pix_fmt yuyv422 -s "$((2 * width))x$height" -i "$still" -filter_complex "\
 [0]format=rgb24,split=3[both][left][right];\
 [left]crop=$cw:$ch:$cx:$cy,scale=$((4 * cw)):$((4 * ch)):flags=neighbor[left4];\
