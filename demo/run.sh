@@ -68,4 +68,4 @@ ffmpeg -v error -y -f rawvideo -pix_fmt yuyv422 -s "$((2 * width))x$height" -i "
 drawtext=$label:x=10:text='source',drawtext=$label:x=$((width + 10)):text='after TRVX and back'[top];\
 [left4][right4]hstack,drawtext=$label:x=10:text='4x'[bottom];[top][bottom]vstack" -frames:v 1 "$png"
 echo "picture          $png"
-[ "$count" -gt 0 ] && [ "$whole" = "$count" ]
+[ "$count" -gt 0 ] && [ "$whole" = "$count" ] || { echo "demo: ffmpeg did not decode every frame whole" >&2; exit 1; }
