@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Brings a fresh Debian bookworm machine to a state where the codec builds and its
-# tests run: native toolchain, mingw-w64 cross compiler, 32-bit Wine, Xvfb and the
-# outside JPEG tools used as test oracles. Idempotent; quiet unless something fails.
+# tests and the demo run: native toolchain, mingw-w64 cross compiler, 32-bit Wine, Xvfb,
+# the outside JPEG tools used as test oracles, the photographs that tests and the demo
+# start from, and the font of the demo picture. Idempotent; quiet unless something fails.
 set -euo pipefail
 
 log=$(mktemp /tmp/trvx-install.XXXXXX.log)
@@ -26,7 +27,7 @@ packages=(
   g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix mingw-w64-tools
   wine wine32:i386 wine64
   xvfb xauth imagemagick x11-apps
-  ffmpeg libjpeg-turbo-progs libturbojpeg0-dev libjpeg62-turbo-dev mate-backgrounds
+  ffmpeg libjpeg-turbo-progs libturbojpeg0-dev libjpeg62-turbo-dev mate-backgrounds fonts-dejavu-core
   clang libclang-rt-14-dev
 )
 
