@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Brings a fresh Debian bookworm machine to a state where the codec builds and its
 # tests run: native toolchain, mingw-w64 cross compiler, 32-bit Wine, Xvfb and the
-# outside JPEG tools used as test oracles. Idempotent; quiet unless something fails.
+# outside JPEG tools used as test oracles and benchmark peers, and what make dist and
+# make bench need. Idempotent; quiet unless something fails.
 set -euo pipefail
 
 log=$(mktemp /tmp/trvx-install.XXXXXX.log)
@@ -28,6 +29,7 @@ packages=(
   xvfb xauth imagemagick x11-apps
   ffmpeg libjpeg-turbo-progs libturbojpeg0-dev libjpeg62-turbo-dev mate-backgrounds
   clang libclang-rt-14-dev
+  python3 zip unzip gnuplot-nox libavcodec-dev
 )
 
 missing() {
