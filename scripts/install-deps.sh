@@ -29,7 +29,7 @@ packages=(
   xvfb xauth imagemagick x11-apps
   ffmpeg libjpeg-turbo-progs libturbojpeg0-dev libjpeg62-turbo-dev mate-backgrounds
   clang libclang-rt-14-dev
-  python3 zip unzip gnuplot-nox libavcodec-dev
+  python3 zip unzip gnuplot-nox libavcodec-dev libswscale-dev
 )
 
 missing() {
