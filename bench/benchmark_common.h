@@ -56,7 +56,7 @@ struct Options {
   int profileThreads = 1;
   std::string profilePath = "31";
   std::string profileFormat = "BGR24";
-  std::string dumpPath;  // the profile run writes its last output here, to compare builds
+  std::string dumpPath;     // the profile run writes its last output here, to compare builds
   bool ffmpeg = false;      // also measure ffmpeg's M-JPEG through libavcodec
   std::string summaryPath;  // append every figure here as a tab-separated line
 };

@@ -4,8 +4,8 @@
 set terminal pngcairo size 1440,600 font "sans,11"
 set output output
 set multiplot layout 1,2 title "trvx codec speed relative to its peers, same frames in the same run (above 1: codec faster)\n" . \
-  "{/*0.85 libjpeg-turbo: its SSE2 against the codec's SIMD paths, no SIMD against plain code; ffmpeg: libavcodec, one thread;\n" . \
-  "geometric means over two frame sizes and every pixel format; " . machine . "}"
+  "{/*0.85 libjpeg-turbo: its SSE2 against the codec's SIMD paths, no SIMD against plain code; ffmpeg: libavcodec, one thread;}\n" . \
+  "{/*0.85 geometric means over two frame sizes and every pixel format; " . machine . "}"
 set style data histograms
 set style histogram clustered gap 1
 set style fill solid 0.85 border rgb "#333333"

@@ -224,10 +224,10 @@ int RunDecodeBenchmark(const Options& options, const std::string& self) {
         peerFps[mode] = RunPeerChild(options, kPeerModes[mode], self,
                                      "--peer " + std::to_string(static_cast<int>(sourceIndex) * kFormatCount + formatIndex));
       }
-      const double ffmpegFps = options.ffmpeg ? FfmpegDecodeFps(options, source.codecFrame.bytes.data(),
-                                                                source.codecFrame.length, source.size,
-                                                                format.ffmpegBitmap)
-                                              : 0;
+      const double ffmpegFps = options.ffmpeg
+                                   ? FfmpegDecodeFps(options, source.codecFrame.bytes.data(), source.codecFrame.length,
+                                                     source.size, format.ffmpegBitmap)
+                                   : 0;
       std::printf("\n%s (%zu-byte frame)%s\n", key.c_str(), source.codecFrame.length,
                   format.peerPixelFormat < 0 ? "  [peer: planar 4:2:2 YUV]" : "");
       double codec[kPathCount][3] = {};

@@ -34,10 +34,14 @@ struct Layout {
 
 Layout LayoutOf(Bitmap bitmap) {
   switch (bitmap) {
-    case Bitmap::Bgr24: return {AV_PIX_FMT_BGR24, 3, true};
-    case Bitmap::Bgra32: return {AV_PIX_FMT_BGRA, 4, true};
-    case Bitmap::Uyvy: return {AV_PIX_FMT_UYVY422, 2, false};
-    case Bitmap::Yuy2: return {AV_PIX_FMT_YUYV422, 2, false};
+    case Bitmap::Bgr24:
+      return {AV_PIX_FMT_BGR24, 3, true};
+    case Bitmap::Bgra32:
+      return {AV_PIX_FMT_BGRA, 4, true};
+    case Bitmap::Uyvy:
+      return {AV_PIX_FMT_UYVY422, 2, false};
+    case Bitmap::Yuy2:
+      return {AV_PIX_FMT_YUYV422, 2, false};
   }
   return {AV_PIX_FMT_NONE, 0, false};
 }
@@ -47,9 +51,9 @@ Layout LayoutOf(Bitmap bitmap) {
 // one range and the scaler only packs or unpacks.
 SwsContext* MakeScaler(Size size, const Layout& layout, bool toBitmap) {
   const AVPixelFormat planar = AV_PIX_FMT_YUV422P;
-  SwsContext* scaler = sws_getContext(size.width, size.height, toBitmap ? planar : layout.format, size.width,
-                                      size.height, toBitmap ? layout.format : planar, SWS_FAST_BILINEAR, nullptr,
-                                      nullptr, nullptr);
+  SwsContext* scaler =
+      sws_getContext(size.width, size.height, toBitmap ? planar : layout.format, size.width, size.height,
+                     toBitmap ? layout.format : planar, SWS_FAST_BILINEAR, nullptr, nullptr, nullptr);
   if (scaler != nullptr && layout.bottomUp) {
     const int* bt601 = sws_getCoefficients(SWS_CS_ITU601);
     const int yuvRange = 1, rgbRange = 1;
@@ -138,8 +142,8 @@ double FfmpegEncodeFps(const Options& options, const uint8_t* bitmap, Size size,
   const Size field = {size.width, size.height / 2};
   AVDictionary* settings = nullptr;
   av_dict_set(&settings, "huffman", "default", 0);
-  Owned<AVCodecContext> context = OpenCodec(avcodec_find_encoder(AV_CODEC_ID_MJPEG), field, AV_PIX_FMT_YUVJ422P,
-                                            &settings, lumaTable, chromaTable);
+  Owned<AVCodecContext> context =
+      OpenCodec(avcodec_find_encoder(AV_CODEC_ID_MJPEG), field, AV_PIX_FMT_YUVJ422P, &settings, lumaTable, chromaTable);
   av_dict_free(&settings);
   Owned<AVPacket> packet(av_packet_alloc());
   Owned<AVFrame> picture(av_frame_alloc());
