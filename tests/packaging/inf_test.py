@@ -14,10 +14,11 @@ SYSTEM32, SYSWOW64, INF_FOLDER = "11", "16425", "17"
 VIEW32 = 0x4000  # FLG_ADDREG_32BITKEY, FLG_DELREG_32BITKEY
 # Architecture: where its 32-bit system folder is and which view 32-bit programs read.
 ARCHITECTURES = {"x86": (SYSTEM32, 0), "amd64": (SYSWOW64, VIEW32), "arm64": (SYSWOW64, VIEW32)}
+OUTSIDE_QUOTES = r'(?=(?:[^"]*"[^"]*")*[^"]*$)'  # followed by an even number of quotes
 
 
 def fields(line):
-    return [f.strip() for f in re.findall(r'(?:"[^"]*"|[^,])*', line)[::2]]
+    return [f.strip() for f in re.split("," + OUTSIDE_QUOTES, line)]
 
 
 def read_inf(path):
@@ -26,7 +27,7 @@ def read_inf(path):
         text = f.read()
     assert "\r\n" in text and "\n" not in text.replace("\r\n", ""), "the .inf needs CRLF line ends"
     for raw in text.split("\r\n"):
-        line = re.sub(r';(?=(?:[^"]*"[^"]*")*[^"]*$).*', "", raw).strip()
+        line = re.sub(";" + OUTSIDE_QUOTES + ".*", "", raw).strip()
         if line.startswith("["):
             current = sections.setdefault(line.strip("[]").lower(), [])
         elif line:
