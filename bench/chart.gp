@@ -1,7 +1,7 @@
 # The mean ratios of make bench as bars: one panel per direction, two bars per codec
 # configuration (against libjpeg-turbo and against ffmpeg), the line at 1 marking
 # "as fast as the peer". Called with -e "data='...'; output='...'; machine='...'".
-set terminal pngcairo size 1440,600 font "sans,11"
+set terminal pngcairo size 1600,620 font "sans,11"
 set output output
 set multiplot layout 1,2 title "trvx codec speed relative to its peers, same frames in the same run (above 1: codec faster)\n" . \
   "{/*0.85 libjpeg-turbo: its SSE2 against the codec's SIMD paths, no SIMD against plain code; ffmpeg: libavcodec, one thread;}\n" . \
@@ -25,7 +25,7 @@ do for [direction = 0:1] {
   set title (direction == 0 ? "Decoding" : "Encoding") font ",13"
   plot data index direction using 3:xtic(strcol(1)."\n".strcol(2)) title "vs libjpeg-turbo" lc rgb "#4477aa", \
        '' index direction using 4 title "vs ffmpeg" lc rgb "#ee7733", \
-       '' index direction using ($0 - 1.0/6):3:(labels($3)) with labels offset 0,0.6 font ",9" notitle, \
-       '' index direction using ($0 + 1.0/6):4:(labels($4)) with labels offset 0,0.6 font ",9" notitle
+       '' index direction using ($0 - 1.0/6):3:(labels($3)) with labels offset 0,0.6 font ",8" notitle, \
+       '' index direction using ($0 + 1.0/6):4:(labels($4)) with labels offset 0,0.6 font ",8" notitle
 }
 unset multiplot
