@@ -14,7 +14,8 @@ namespace trvx::bench {
 enum class Bitmap { Bgr24, Bgra32, Uyvy, Yuy2 };  // RGB bottom-up, YUV top-down
 
 // Decodes the codec's two-field frame whole (libavcodec sees both fields from the AVI1
-// marker and the frame height) into the bitmap; 0 if it refuses.
+// marker and the frame height) into the bitmap; 0 if it refuses. The frame must be
+// followed by zero padding (AV_INPUT_BUFFER_PADDING_SIZE bytes), as the test frames are.
 double FfmpegDecodeFps(const Options& options, const uint8_t* frame, std::size_t length, Size size, Bitmap output);
 
 // Encodes each field of the bitmap as one picture with the default Huffman tables and
