@@ -56,7 +56,9 @@ struct Options {
   int profileThreads = 1;
   std::string profilePath = "31";
   std::string profileFormat = "BGR24";
-  std::string dumpPath;  // the profile run writes its last output here, to compare builds
+  std::string dumpPath;     // the profile run writes its last output here, to compare builds
+  bool ffmpeg = false;      // also measure ffmpeg's M-JPEG through libavcodec
+  std::string summaryPath;  // append every figure here as a tab-separated line
 };
 
 // Runs the body repeatedly after a warm-up; the best round's frames per second.
@@ -144,6 +146,32 @@ inline void PrintGroup(const Size& size, const double (&codecFps)[kPathCount][3]
     PrintRatio(what, codecFps[target.path][target.threads], peerValue);
   }
   PrintRatio("ratio SSE2 1 thread / peer-default", codecFps[0][1], peerFps[2]);
+}
+
+// ffmpeg's row and the ratio of the codec's best one-thread path to it.
+inline void PrintFfmpeg(const Size& size, const double (&codecFps)[kPathCount][3], double ffmpegFps) {
+  PrintRow("ffmpeg", size, ffmpegFps);
+  PrintRatio("ratio SSE2 1 thread / ffmpeg", codecFps[0][1], ffmpegFps);
+}
+
+// For scripts/bench-report.sh: "direction size format side configuration threads fps"
+// per figure of one group; ffmpeg's only when it was measured.
+inline void AppendSummary(const Options& options, const char* direction, const Size& size, const char* format,
+                          const double (&codecFps)[kPathCount][3], const double* peerFps, double ffmpegFps) {
+  if (options.summaryPath.empty()) return;
+  FILE* file = std::fopen(options.summaryPath.c_str(), "a");
+  if (file == nullptr) return;
+  const auto line = [&](const char* side, const char* configuration, int threads, double fps) {
+    std::fprintf(file, "%s\t%dx%d\t%s\t%s\t%s\t%d\t%.2f\n", direction, size.width, size.height, format, side,
+                 configuration, threads, fps);
+  };
+  for (int path = 0; path < kPathCount; ++path) {
+    for (int threads = 2; threads >= 1; --threads) line("codec", kPaths[path].name, threads, codecFps[path][threads]);
+  }
+  // "peer-SSE2" -> "SSE2"
+  for (int mode = 0; mode < kPeerModeCount; ++mode) line("libjpeg-turbo", kPeerModes[mode].name + 5, 1, peerFps[mode]);
+  if (options.ffmpeg) line("ffmpeg", "default", 1, ffmpegFps);
+  std::fclose(file);
 }
 
 inline void PrintTargets(const char* direction, const Target* targets, int count) {

@@ -1,5 +1,5 @@
-// trvx_benchmark: the codec core against libjpeg-turbo in both directions, decoding
-// and then encoding, with every ratio taken within one invocation.
+// trvx_benchmark: the codec core against libjpeg-turbo, and with --ffmpeg against ffmpeg,
+// in both directions, decoding and then encoding, every ratio taken within one invocation.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -17,6 +17,10 @@ int main(int argc, char** argv) {
       options.peerEncodeGroup = std::atoi(argv[++i]);
     } else if (arg == "--fast-upsample") {
       options.fastUpsample = true;
+    } else if (arg == "--ffmpeg") {
+      options.ffmpeg = true;
+    } else if (arg == "--summary" && i + 1 < argc) {
+      options.summaryPath = argv[++i];
     } else if (arg == "--fast-dct") {
       options.fastDct = true;
     } else if (arg == "--decode-only") {
@@ -41,10 +45,12 @@ int main(int argc, char** argv) {
     } else {
       std::fprintf(stderr,
                    "usage: %s [--seconds S] [--rounds N] [--decode-only | --encode-only] [--fast-upsample] "
-                   "[--fast-dct]\n"
+                   "[--fast-dct] [--ffmpeg] [--summary FILE]\n"
                    "       %s --profile FRAMES TRVX_CPU BGR24|BGRA32|UYVY [--dump FILE]\n"
                    "       %s --profile-encode FRAMES TRVX_CPU BGR24|YUY2 THREADS [--dump FILE]\n"
                    "  S seconds per measurement (default 0.5), best of N rounds (default 3);\n"
+                   "  --ffmpeg adds ffmpeg's M-JPEG (libavcodec, one thread) to each group,\n"
+                   "  --summary appends every figure to FILE as tab-separated lines;\n"
                    "  --fast-upsample gives libjpeg-turbo TJFLAG_FASTUPSAMPLE when decoding,\n"
                    "  --fast-dct TJFLAG_FASTDCT when encoding;\n"
                    "  --profile decodes, --profile-encode encodes FRAMES 1920x1088 frames and nothing else,\n"

@@ -16,6 +16,7 @@
 #include "benchmark_common.h"
 #include "decoder/decoder_session.h"
 #include "driver/formats.h"
+#include "ffmpeg_peer.h"
 #include "support/field_frames.h"
 
 namespace trvx::bench {
@@ -30,12 +31,13 @@ struct OutputFormat {
   uint16_t bitCount;
   uint32_t compression;
   int peerPixelFormat;  // -1: planar 4:2:2 YUV, the nearest TurboJPEG has to packed YUV
+  Bitmap ffmpegBitmap;
 };
 
 const OutputFormat kFormats[] = {
-    {"BGR24", 24, 0, TJPF_BGR},
-    {"BGRA32", 32, 0, TJPF_BGRA},
-    {"UYVY", 16, trvx::MakeFourCc('U', 'Y', 'V', 'Y'), -1},
+    {"BGR24", 24, 0, TJPF_BGR, Bitmap::Bgr24},
+    {"BGRA32", 32, 0, TJPF_BGRA, Bitmap::Bgra32},
+    {"UYVY", 16, trvx::MakeFourCc('U', 'Y', 'V', 'Y'), -1, Bitmap::Uyvy},
 };
 constexpr int kFormatCount = sizeof(kFormats) / sizeof(kFormats[0]);
 constexpr int kQuality = kPeerQuality;
@@ -222,6 +224,10 @@ int RunDecodeBenchmark(const Options& options, const std::string& self) {
         peerFps[mode] = RunPeerChild(options, kPeerModes[mode], self,
                                      "--peer " + std::to_string(static_cast<int>(sourceIndex) * kFormatCount + formatIndex));
       }
+      const double ffmpegFps = options.ffmpeg
+                                   ? FfmpegDecodeFps(options, source.codecFrame.bytes.data(), source.codecFrame.length,
+                                                     source.size, format.ffmpegBitmap)
+                                   : 0;
       std::printf("\n%s (%zu-byte frame)%s\n", key.c_str(), source.codecFrame.length,
                   format.peerPixelFormat < 0 ? "  [peer: planar 4:2:2 YUV]" : "");
       double codec[kPathCount][3] = {};
@@ -231,6 +237,8 @@ int RunDecodeBenchmark(const Options& options, const std::string& self) {
         }
       }
       PrintGroup(source.size, codec, peerFps, targets, static_cast<int>(std::size(targets)));
+      if (options.ffmpeg) PrintFfmpeg(source.size, codec, ffmpegFps);
+      AppendSummary(options, "decode", source.size, format.name, codec, peerFps, ffmpegFps);
     }
   }
   PrintTargets("decode", targets, 4);

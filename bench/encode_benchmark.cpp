@@ -26,6 +26,7 @@
 #include "driver/formats.h"
 #include "encoder/encoder_session.h"
 #include "encoder/quant_tables.h"
+#include "ffmpeg_peer.h"
 #include "settings/settings_record.h"
 #include "support/field_frames.h"
 
@@ -40,8 +41,9 @@ struct InputFormat {
   const char* name;
   uint16_t bitCount;
   uint32_t compression;
+  Bitmap ffmpegBitmap;
 };
-const InputFormat kInputFormats[] = {{"BGR24", 24, 0}, {"YUY2", 16, kYuy2FourCc}};
+const InputFormat kInputFormats[] = {{"BGR24", 24, 0, Bitmap::Bgr24}, {"YUY2", 16, kYuy2FourCc, Bitmap::Yuy2}};
 constexpr int kInputFormatCount = sizeof(kInputFormats) / sizeof(kInputFormats[0]);
 
 struct EncodeSource {
@@ -272,14 +274,12 @@ int RunEncodeProfile(const Options& options) {
 int RunEncodeBenchmark(const Options& options, const std::string& self) {
   std::vector<EncodeSource> sources;
   if (!LoadEncodeSources(sources)) return 1;
-  {
-    EncoderSession session;
-    session.SetQuality(kCodecQuality);
-    if (!SameTablesAsPeer(session)) {
-      std::fprintf(stderr, "codec quality %u does not give libjpeg-turbo's quality %d tables\n", kCodecQuality,
-                   kPeerQuality);
-      return 1;
-    }
+  EncoderSession tables;
+  tables.SetQuality(kCodecQuality);
+  if (!SameTablesAsPeer(tables)) {
+    std::fprintf(stderr, "codec quality %u does not give libjpeg-turbo's quality %d tables\n", kCodecQuality,
+                 kPeerQuality);
+    return 1;
   }
   Target targets[] = {{"SSE2 2 threads / peer-SSE2", 0, 2, 0, 1.6},
                       {"plain 2 threads / peer-none", 1, 2, 1, 1.6},
@@ -313,6 +313,11 @@ int RunEncodeBenchmark(const Options& options, const std::string& self) {
         PeerFps(once, source, format, bytes);
         peerBytes = bytes;
       }
+      unsigned long ffmpegBytes = 0;
+      const double ffmpegFps =
+          options.ffmpeg ? FfmpegEncodeFps(options, source.Bits(format).data(), source.size, format.ffmpegBitmap,
+                                           tables.LumaQuantTable(), tables.ChromaQuantTable(), ffmpegBytes)
+                         : 0;
       uint32_t codecBytes = 0;
       double codec[kPathCount][3] = {};
       for (int path = 0; path < kPathCount; ++path) {
@@ -322,10 +327,13 @@ int RunEncodeBenchmark(const Options& options, const std::string& self) {
           if (path == 0 && threads == 2) codecBytes = bytes;
         }
       }
-      std::printf("\n%dx%d from %s (codec frame %u bytes, peer fields %lu bytes)%s\n", source.size.width,
-                  source.size.height, format.name, codecBytes, peerBytes,
+      const std::string ffmpegSize = options.ffmpeg ? ", ffmpeg fields " + std::to_string(ffmpegBytes) + " bytes" : "";
+      std::printf("\n%dx%d from %s (codec frame %u bytes, peer fields %lu bytes%s)%s\n", source.size.width,
+                  source.size.height, format.name, codecBytes, peerBytes, ffmpegSize.c_str(),
                   format.bitCount == 16 ? "  [peer: planes split from YUY2 inside its time]" : "");
       PrintGroup(source.size, codec, peerFps, targets, static_cast<int>(std::size(targets)));
+      if (options.ffmpeg) PrintFfmpeg(source.size, codec, ffmpegFps);
+      AppendSummary(options, "encode", source.size, format.name, codec, peerFps, ffmpegFps);
     }
   }
   PrintTargets("encode", targets, 4);

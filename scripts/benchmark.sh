@@ -1,6 +1,7 @@
 #!/bin/sh
-# Decoding and encoding speed against libjpeg-turbo: Release native build, then one run of
-# trvx_benchmark (arguments are passed on, e.g. --seconds 1 --rounds 5).
+# Decoding and encoding speed against libjpeg-turbo (and ffmpeg with --ffmpeg): Release
+# native build, then one run of trvx_benchmark (arguments are passed on, e.g. --seconds 1
+# --rounds 5).
 set -e
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${TRVX_BENCH_BUILD:-$root/build/bench}

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Brings a fresh Debian bookworm machine to a state where the codec builds and its
-# tests and the demo run: native toolchain, mingw-w64 cross compiler, 32-bit Wine, Xvfb,
-# the outside JPEG tools used as test oracles, the photographs that tests and the demo
-# start from, and the font of the demo picture. Idempotent; quiet unless something fails.
+# tests, the demo and the benchmark run: native toolchain, mingw-w64 cross compiler,
+# 32-bit Wine, Xvfb, the outside JPEG tools used as test oracles and benchmark peers,
+# the photographs that tests and the demo start from, the font of the demo picture, and
+# what make dist and make bench need. Idempotent; quiet unless something fails.
 set -euo pipefail
 
 log=$(mktemp /tmp/trvx-install.XXXXXX.log)
@@ -29,6 +30,7 @@ packages=(
   xvfb xauth imagemagick x11-apps
   ffmpeg libjpeg-turbo-progs libturbojpeg0-dev libjpeg62-turbo-dev mate-backgrounds fonts-dejavu-core
   clang libclang-rt-14-dev
+  python3 zip unzip gnuplot-nox libavcodec-dev libswscale-dev
 )
 
 missing() {
