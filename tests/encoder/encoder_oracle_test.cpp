@@ -4,23 +4,21 @@
 // of the plain integer kernels; and the decoded picture keeps up with what
 // libjpeg-turbo's own encoder makes of the same samples with the same tables.
 #include <gtest/gtest.h>
-#include <turbojpeg.h>
 
 // jpeglib.h needs size_t and FILE declared first.
-#include <cstddef>
-#include <cstdio>
 #include <jpeglib.h>
 
 #include <algorithm>
 #include <cmath>
 #include <csetjmp>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <initializer_list>
 #include <string>
 #include <vector>
-
 
 #include "encoder/block_buffer.h"
 #include "encoder/encoder_kernels.h"
@@ -28,6 +26,7 @@
 #include "encoder/quant_tables.h"
 #include "pixel/input_converter.h"
 #include "settings/settings_record.h"
+#include "support/bitmap_header.h"
 #include "support/field_frames.h"
 #include "support/processor_override.h"
 
@@ -55,7 +54,7 @@ uint32_t OneProcessor() { return 1; }
 
 struct Path {
   const char* name;
-  const char* flag;  // TRVX_CPU
+  const char* flag;     // TRVX_CPU
   bool pairMeanChroma;  // the vector RGB converters average each pixel pair's colour
 };
 const Path kPlainPath = {"plain", "0", false};
@@ -118,12 +117,12 @@ Planes VectorRgbPlanes(const Bytes& rgb) {
 // The photograph in both input formats, with its reference planes.
 struct Source {
   std::string skipReason;
-  Bytes rgb;           // top row first
-  Bytes bgrBottomUp;   // BI_RGB, 24 bits
-  Bytes yuy2;          // top-down, from the left-pixel planes
-  Planes leftChroma;   // what the plain RGB converter and every YUY2 converter see
-  Planes meanChroma;   // the vector RGB converters' target: the pair's mean colour
-  Planes vectorRgb;    // what the vector RGB converters deliver (truncated terms)
+  Bytes rgb;          // top row first
+  Bytes bgrBottomUp;  // BI_RGB, 24 bits
+  Bytes yuy2;         // top-down, from the left-pixel planes
+  Planes leftChroma;  // what the plain RGB converter and every YUY2 converter see
+  Planes meanChroma;  // the vector RGB converters' target: the pair's mean colour
+  Planes vectorRgb;   // what the vector RGB converters deliver (truncated terms)
 };
 
 const Source& Photo() {
@@ -174,15 +173,7 @@ enum class Input { Bgr24, Yuy2 };
 const char* Name(Input input) { return input == Input::Bgr24 ? "BGR24" : "YUY2"; }
 
 BitmapHeader InputFormat(Input input) {
-  BitmapHeader header = {};
-  header.size = sizeof header;
-  header.width = kWidth;
-  header.height = kHeight;
-  header.planes = 1;
-  header.bitCount = input == Input::Bgr24 ? 24 : 16;
-  header.compression = input == Input::Bgr24 ? 0 : kYuy2;
-  header.sizeImage = uint32_t(kWidth * kHeight * header.bitCount / 8);
-  return header;
+  return input == Input::Bgr24 ? Bitmap(kWidth, kHeight, 24) : Bitmap(kWidth, kHeight, 16, kYuy2);
 }
 
 const Bytes& InputBits(Input input) { return input == Input::Bgr24 ? Photo().bgrBottomUp : Photo().yuy2; }
@@ -226,36 +217,14 @@ CodedFrame Encode(Input input, const Path& path, uint32_t quality) {
   return frame;
 }
 
-// libjpeg-turbo's planar decoding (accurate IDCT) of one field image, checking its
-// header; empty planes and a message when it refuses or warns.
-struct FieldDecode {
+// libjpeg-turbo's planar decoding of one field image, which must say 720 x 288 4:2:2.
+struct FieldDecode : YuvPlanes {
   std::string error;
-  Bytes y, cb, cr;
 };
 
 FieldDecode DecodeField(const Bytes& jpeg) {
   FieldDecode out;
-  tjhandle handle = tjInitDecompress();
-  int width = 0, height = 0, subsampling = -1, colourspace = -1;
-  auto* data = const_cast<unsigned char*>(jpeg.data());
-  const auto size = static_cast<unsigned long>(jpeg.size());
-  if (tjDecompressHeader3(handle, data, size, &width, &height, &subsampling, &colourspace) != 0) {
-    out.error = tjGetErrorStr2(handle);
-  } else if (width != kWidth || height != kFieldHeight || subsampling != TJSAMP_422 || colourspace != TJCS_YCbCr) {
-    out.error = "header says " + std::to_string(width) + "x" + std::to_string(height) + ", subsampling " +
-                std::to_string(subsampling) + ", colour space " + std::to_string(colourspace);
-  } else {
-    out.y.resize(std::size_t{kWidth} * kFieldHeight);
-    out.cb.resize(std::size_t{kChromaWidth} * kFieldHeight);
-    out.cr.resize(out.cb.size());
-    unsigned char* planes[3] = {out.y.data(), out.cb.data(), out.cr.data()};
-    int strides[3] = {kWidth, kChromaWidth, kChromaWidth};
-    // Returns -1 on warnings as well, such as a scan that ends early.
-    if (tjDecompressToYUVPlanes(handle, data, size, planes, kWidth, strides, kFieldHeight, TJFLAG_ACCURATEDCT) != 0) {
-      out.error = tjGetErrorStr2(handle);
-    }
-  }
-  tjDestroy(handle);
+  out.error = DecodeWithTurboJpeg(jpeg, kWidth, kFieldHeight, out);
   return out;
 }
 
@@ -360,8 +329,8 @@ void ReadCoefficients(const Bytes& jpeg, StreamCoefficients& out) {
   for (int row = 0; row < rows; ++row) {
     JBLOCKARRAY lines[3];
     for (int c = 0; c < 3; ++c) {
-      lines[c] = info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), arrays[c], JDIMENSION(row), 1,
-                                              FALSE);
+      lines[c] =
+          info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), arrays[c], JDIMENSION(row), 1, FALSE);
     }
     for (int column = 0; column < columns; ++column) {
       const JCOEF* blocks[4] = {lines[0][0][2 * column], lines[0][0][2 * column + 1], lines[1][0][column],
@@ -465,77 +434,43 @@ bool WriteFile(const std::string& path, const Bytes& bytes) {
   return bool(out);
 }
 
-Bytes ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 bool HaveFfmpeg() { return std::system("ffmpeg -version > /dev/null 2>&1") == 0; }
 
-void Put32(Bytes& out, uint32_t v) {
-  for (int i = 0; i < 4; ++i) out.push_back(uint8_t(v >> (8 * i)));
+Bytes Words(std::initializer_list<uint32_t> words) {
+  Bytes out;
+  for (uint32_t v : words) {
+    for (int i = 0; i < 4; ++i) out.push_back(uint8_t(v >> (8 * i)));
+  }
+  return out;
 }
-void Put16(Bytes& out, uint16_t v) {
-  out.push_back(uint8_t(v));
-  out.push_back(uint8_t(v >> 8));
+uint32_t Id(const char* id) { return MakeFourCc(id[0], id[1], id[2], id[3]); }
+// A RIFF chunk, or with a type a list of the parts.
+Bytes Chunk(const char* id, const Bytes& body) {
+  Bytes out = Words({Id(id), uint32_t(body.size())});
+  out.insert(out.end(), body.begin(), body.end());
+  if (body.size() % 2 != 0) out.push_back(0);
+  return out;
 }
-void PutId(Bytes& out, const char* id) { out.insert(out.end(), id, id + 4); }
-// Writes the size of the chunk whose size field is at sizeAt, up to the current end.
-void CloseChunk(Bytes& out, std::size_t sizeAt) {
-  const auto size = uint32_t(out.size() - sizeAt - 4);
-  for (int i = 0; i < 4; ++i) out[sizeAt + std::size_t(i)] = uint8_t(size >> (8 * i));
-}
-std::size_t OpenList(Bytes& out, const char* kind, const char* type) {
-  PutId(out, kind);
-  const std::size_t sizeAt = out.size();
-  Put32(out, 0);
-  PutId(out, type);
-  return sizeAt;
+Bytes List(const char* kind, const char* type, std::initializer_list<Bytes> parts) {
+  Bytes body = Words({Id(type)});
+  for (const Bytes& part : parts) body.insert(body.end(), part.begin(), part.end());
+  return Chunk(kind, body);
 }
 
 // A one-frame AVI around the frame. ffmpeg pairs the two field images into one
 // interlaced picture only when the container declares the full frame height; a raw
 // M-JPEG stream gives it 720 x 288 pictures.
 Bytes WrapInAvi(const Bytes& frame) {
-  Bytes avi;
-  const std::size_t riff = OpenList(avi, "RIFF", "AVI ");
-  const std::size_t hdrl = OpenList(avi, "LIST", "hdrl");
-  PutId(avi, "avih");
-  Put32(avi, 56);
-  for (uint32_t v : {40000u, 0u, 0u, 0x10u, 1u, 0u, 1u, uint32_t(frame.size()), uint32_t(kWidth), uint32_t(kHeight),
-                     0u, 0u, 0u, 0u}) {
-    Put32(avi, v);
-  }
-  const std::size_t strl = OpenList(avi, "LIST", "strl");
-  PutId(avi, "strh");
-  Put32(avi, 56);
-  PutId(avi, "vids");
-  PutId(avi, "MJPG");
-  for (uint32_t v : {0u, 0u, 0u, 1u, 25u, 0u, 1u, uint32_t(frame.size()), 0xFFFFFFFFu, 0u}) Put32(avi, v);
-  for (uint16_t v : {uint16_t(0), uint16_t(0), uint16_t(kWidth), uint16_t(kHeight)}) Put16(avi, v);
-  PutId(avi, "strf");
-  Put32(avi, 40);
-  for (uint32_t v : {40u, uint32_t(kWidth), uint32_t(kHeight)}) Put32(avi, v);
-  Put16(avi, 1);
-  Put16(avi, 24);
-  PutId(avi, "MJPG");
-  for (uint32_t v : {uint32_t(kWidth * kHeight * 3), 0u, 0u, 0u, 0u}) Put32(avi, v);
-  CloseChunk(avi, strl);
-  CloseChunk(avi, hdrl);
-  const std::size_t movi = OpenList(avi, "LIST", "movi");
-  PutId(avi, "00dc");
-  Put32(avi, uint32_t(frame.size()));
-  avi.insert(avi.end(), frame.begin(), frame.end());
-  if (frame.size() % 2 != 0) avi.push_back(0);
-  CloseChunk(avi, movi);
-  PutId(avi, "idx1");
-  Put32(avi, 16);
-  PutId(avi, "00dc");
-  Put32(avi, 0x10);  // key frame
-  Put32(avi, 4);     // from the "movi" type word
-  Put32(avi, uint32_t(frame.size()));
-  CloseChunk(avi, riff);
-  return avi;
+  const auto size = uint32_t(frame.size());
+  const Bytes avih = Words({40000, 0, 0, 0x10, 1, 0, 1, size, kWidth, kHeight, 0, 0, 0, 0});
+  const Bytes strh =
+      Words({Id("vids"), Id("MJPG"), 0, 0, 0, 1, 25, 0, 1, size, 0xFFFFFFFF, 0, 0, kWidth | kHeight << 16});
+  const Bytes strf = Words({40, kWidth, kHeight, 1 | 24 << 16, Id("MJPG"), kWidth * kHeight * 3, 0, 0, 0, 0});
+  // The index entry: a key frame at the "movi" type word.
+  return List(
+      "RIFF", "AVI ",
+      {List("LIST", "hdrl", {Chunk("avih", avih), List("LIST", "strl", {Chunk("strh", strh), Chunk("strf", strf)})}),
+       List("LIST", "movi", {Chunk("00dc", frame)}), Chunk("idx1", Words({Id("00dc"), 0x10, 4, size}))});
 }
 
 struct FfmpegResult {
@@ -557,8 +492,7 @@ FfmpegResult FfmpegDecode(const Bytes& frame) {
   const std::string messages = directory.path() + "/ffmpeg.log";
   if (!WriteFile(input, WrapInAvi(frame))) return result;
   const std::string command = "ffmpeg -nostdin -v error -y -field_order tt -c:v mjpeg -i '" + input +
-                              "' -frames:v 1 -f rawvideo -pix_fmt yuvj422p '" + output + "' > '" + messages +
-                              "' 2>&1";
+                              "' -frames:v 1 -f rawvideo -pix_fmt yuvj422p '" + output + "' > '" + messages + "' 2>&1";
   result.status = std::system(command.c_str());
   const Bytes text = ReadFile(messages);
   result.messages.assign(text.begin(), text.end());
@@ -590,8 +524,8 @@ TEST_F(EncoderOracle, FieldImagesDecodeInLibjpegTurboAndFramesInFfmpeg) {
       // IDCT differs from libjpeg-turbo's accurate one by a level here and there.
       int largest = 0;
       double sum = 0;
-      const Bytes* planes[3][2] = {{&fields[0].y, &fields[1].y}, {&fields[0].cb, &fields[1].cb},
-                                   {&fields[0].cr, &fields[1].cr}};
+      const Bytes* planes[3][2] = {
+          {&fields[0].y, &fields[1].y}, {&fields[0].cb, &fields[1].cb}, {&fields[0].cr, &fields[1].cr}};
       std::size_t at = 0;
       for (int c = 0; c < 3; ++c) {
         const int width = c == 0 ? kWidth : kChromaWidth;
@@ -687,8 +621,8 @@ TEST_F(EncoderOracle, PlainPathStreamHoldsThePlainKernelsCoefficients) {
           if (stream.blocks[i] == expected[i]) continue;
           if (mismatches++ == 0) firstMismatch = i;
         }
-        std::printf("%-5s quality %5u field %d: %zu coefficients, %zu non-zero, %zu differ (bound 0)\n",
-                    Name(input), quality, f, expected.size(), nonZero, mismatches);
+        std::printf("%-5s quality %5u field %d: %zu coefficients, %zu non-zero, %zu differ (bound 0)\n", Name(input),
+                    quality, f, expected.size(), nonZero, mismatches);
         EXPECT_EQ(mismatches, 0u) << "first at MCU " << firstMismatch / 256 << ", block " << firstMismatch / 64 % 4
                                   << ", zig-zag index " << firstMismatch % 64 << ": stream "
                                   << (mismatches != 0 ? stream.blocks[firstMismatch] : 0) << ", kernels "

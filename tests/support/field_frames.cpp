@@ -6,6 +6,9 @@
 #include <fstream>
 #include <iterator>
 
+#include "decoder/decoder_session.h"
+#include "support/bitmap_header.h"
+
 namespace trvx::test {
 
 namespace {
@@ -16,52 +19,6 @@ const char* const kPhotoNames[] = {"Garden.jpg",   "RainDrops.jpg", "YellowFlowe
                                    "TwoWings.jpg", "Wood.jpg",      "Aqua.jpg",         "Storm.jpg",
                                    "LadyBird.jpg", "Dune.jpg",      "FreshFlower.jpg",  "GreenMeadow.jpg"};
 
-// The typical Huffman tables as ISO/IEC 10918-1 lists them: 16 code-length counts,
-// then the symbols. Written out here rather than taken from the codec, so that a slip
-// on either side shows.
-struct TypicalTable {
-  uint8_t classAndId;
-  uint8_t counts[16];
-  std::vector<uint8_t> symbols;
-};
-
-const TypicalTable& TypicalTableFor(uint8_t classAndId, bool& found) {
-  static const TypicalTable tables[] = {
-      {0x00, {0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
-      {0x01, {0, 3, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
-      {0x10,
-       {0, 2, 1, 3, 3, 2, 4, 3, 5, 5, 4, 4, 0, 0, 1, 0x7d},
-       {0x01, 0x02, 0x03, 0x00, 0x04, 0x11, 0x05, 0x12, 0x21, 0x31, 0x41, 0x06, 0x13, 0x51, 0x61, 0x07, 0x22, 0x71,
-        0x14, 0x32, 0x81, 0x91, 0xa1, 0x08, 0x23, 0x42, 0xb1, 0xc1, 0x15, 0x52, 0xd1, 0xf0, 0x24, 0x33, 0x62, 0x72,
-        0x82, 0x09, 0x0a, 0x16, 0x17, 0x18, 0x19, 0x1a, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2a, 0x34, 0x35, 0x36, 0x37,
-        0x38, 0x39, 0x3a, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48, 0x49, 0x4a, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58, 0x59,
-        0x5a, 0x63, 0x64, 0x65, 0x66, 0x67, 0x68, 0x69, 0x6a, 0x73, 0x74, 0x75, 0x76, 0x77, 0x78, 0x79, 0x7a, 0x83,
-        0x84, 0x85, 0x86, 0x87, 0x88, 0x89, 0x8a, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9a, 0xa2, 0xa3,
-        0xa4, 0xa5, 0xa6, 0xa7, 0xa8, 0xa9, 0xaa, 0xb2, 0xb3, 0xb4, 0xb5, 0xb6, 0xb7, 0xb8, 0xb9, 0xba, 0xc2, 0xc3,
-        0xc4, 0xc5, 0xc6, 0xc7, 0xc8, 0xc9, 0xca, 0xd2, 0xd3, 0xd4, 0xd5, 0xd6, 0xd7, 0xd8, 0xd9, 0xda, 0xe1, 0xe2,
-        0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8, 0xe9, 0xea, 0xf1, 0xf2, 0xf3, 0xf4, 0xf5, 0xf6, 0xf7, 0xf8, 0xf9, 0xfa}},
-      {0x11,
-       {0, 2, 1, 2, 4, 4, 3, 4, 7, 5, 4, 4, 0, 1, 2, 0x77},
-       {0x00, 0x01, 0x02, 0x03, 0x11, 0x04, 0x05, 0x21, 0x31, 0x06, 0x12, 0x41, 0x51, 0x07, 0x61, 0x71, 0x13, 0x22,
-        0x32, 0x81, 0x08, 0x14, 0x42, 0x91, 0xa1, 0xb1, 0xc1, 0x09, 0x23, 0x33, 0x52, 0xf0, 0x15, 0x62, 0x72, 0xd1,
-        0x0a, 0x16, 0x24, 0x34, 0xe1, 0x25, 0xf1, 0x17, 0x18, 0x19, 0x1a, 0x26, 0x27, 0x28, 0x29, 0x2a, 0x35, 0x36,
-        0x37, 0x38, 0x39, 0x3a, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48, 0x49, 0x4a, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58,
-        0x59, 0x5a, 0x63, 0x64, 0x65, 0x66, 0x67, 0x68, 0x69, 0x6a, 0x73, 0x74, 0x75, 0x76, 0x77, 0x78, 0x79, 0x7a,
-        0x82, 0x83, 0x84, 0x85, 0x86, 0x87, 0x88, 0x89, 0x8a, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9a,
-        0xa2, 0xa3, 0xa4, 0xa5, 0xa6, 0xa7, 0xa8, 0xa9, 0xaa, 0xb2, 0xb3, 0xb4, 0xb5, 0xb6, 0xb7, 0xb8, 0xb9, 0xba,
-        0xc2, 0xc3, 0xc4, 0xc5, 0xc6, 0xc7, 0xc8, 0xc9, 0xca, 0xd2, 0xd3, 0xd4, 0xd5, 0xd6, 0xd7, 0xd8, 0xd9, 0xda,
-        0xe2, 0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8, 0xe9, 0xea, 0xf2, 0xf3, 0xf4, 0xf5, 0xf6, 0xf7, 0xf8, 0xf9, 0xfa}},
-  };
-  for (const TypicalTable& table : tables) {
-    if (table.classAndId == classAndId) {
-      found = true;
-      return table;
-    }
-  }
-  found = false;
-  return tables[0];
-}
-
 struct TjHandle {
   explicit TjHandle(tjhandle h) : handle(h) {}
   ~TjHandle() {
@@ -71,11 +28,6 @@ struct TjHandle {
   TjHandle& operator=(const TjHandle&) = delete;
   tjhandle handle;
 };
-
-std::vector<uint8_t> ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 unsigned ReadBigEndian16(const std::vector<uint8_t>& bytes, std::size_t at) {
   return static_cast<unsigned>(bytes[at]) << 8 | bytes[at + 1];
@@ -94,34 +46,6 @@ void Append(std::vector<uint8_t>& to, const std::vector<uint8_t>& from) {
   to.insert(to.end(), from.begin(), from.end());
 }
 
-// Checks every table of one DHT segment against the typical ones.
-bool DhtHoldsTypicalTables(const std::vector<uint8_t>& segment, std::string& why) {
-  std::size_t at = 4;
-  while (at < segment.size()) {
-    bool found = false;
-    const TypicalTable& typical = TypicalTableFor(segment[at], found);
-    if (!found || at + 17 > segment.size()) {
-      why = "DHT holds an unexpected table class/id";
-      return false;
-    }
-    std::size_t symbolCount = 0;
-    for (int i = 0; i < 16; ++i) {
-      if (segment[at + 1 + i] != typical.counts[i]) {
-        why = "DHT code-length counts differ from the typical tables";
-        return false;
-      }
-      symbolCount += typical.counts[i];
-    }
-    if (symbolCount != typical.symbols.size() || at + 17 + symbolCount > segment.size() ||
-        !std::equal(typical.symbols.begin(), typical.symbols.end(), segment.begin() + at + 17)) {
-      why = "DHT symbols differ from the typical tables";
-      return false;
-    }
-    at += 17 + symbolCount;
-  }
-  return true;
-}
-
 }  // namespace
 
 std::string DescribeVariant(const FrameVariant& variant) {
@@ -132,22 +56,55 @@ std::string DescribeVariant(const FrameVariant& variant) {
   return text + (variant.nextFieldOffset ? ", APP1 with offset" : ", APP1 offset 0");
 }
 
-bool DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, FieldReference& out) {
+std::vector<uint8_t> ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, YuvPlanes& out) {
   TjHandle decoder(tjInitDecompress());
-  if (decoder.handle == nullptr) return false;
+  auto* data = const_cast<unsigned char*>(jpeg.data());
+  const auto size = static_cast<unsigned long>(jpeg.size());
+  int w = 0, h = 0, subsampling = -1, colourspace = -1;
+  if (tjDecompressHeader3(decoder.handle, data, size, &w, &h, &subsampling, &colourspace) != 0) {
+    return tjGetErrorStr2(decoder.handle);
+  }
+  if (w != width || h != height || subsampling != TJSAMP_422 || colourspace != TJCS_YCbCr) {
+    return "header says " + std::to_string(w) + "x" + std::to_string(h) + ", subsampling " +
+           std::to_string(subsampling) + ", colour space " + std::to_string(colourspace);
+  }
   const int chromaWidth = width / 2;
   out.y.assign(static_cast<std::size_t>(width) * height, 0);
   out.cb.assign(static_cast<std::size_t>(chromaWidth) * height, 0);
-  out.cr.assign(static_cast<std::size_t>(chromaWidth) * height, 0);
-  out.bgr.assign(static_cast<std::size_t>(width) * height * 3, 0);
+  out.cr.assign(out.cb.size(), 0);
   unsigned char* planes[3] = {out.y.data(), out.cb.data(), out.cr.data()};
   int strides[3] = {width, chromaWidth, chromaWidth};
-  if (tjDecompressToYUVPlanes(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()), planes, width,
-                              strides, height, TJFLAG_ACCURATEDCT) != 0) {
-    return false;
+  // Fails on warnings as well, such as a scan that ends early.
+  if (tjDecompressToYUVPlanes(decoder.handle, data, size, planes, width, strides, height, TJFLAG_ACCURATEDCT) != 0) {
+    return tjGetErrorStr2(decoder.handle);
   }
-  return tjDecompress2(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()), out.bgr.data(), width,
-                       width * 3, height, TJPF_BGR, TJFLAG_ACCURATEDCT) == 0;
+  return "";
+}
+
+int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputFormat& format,
+                    ProcessorCountQuery processors, std::vector<uint8_t>& bits) {
+  constexpr std::size_t kGuardBytes = 4096;
+  constexpr uint8_t kGuardByte = 0xA5;
+  BitmapHeader input = Bitmap(width, height, 24, kCodecFourCc);
+  input.sizeImage = static_cast<uint32_t>(frame.length);
+  const BitmapHeader output = Bitmap(width, height, format.bitCount, format.compression);
+  bits.assign(output.sizeImage + kGuardBytes, kGuardByte);
+  DecoderSession session(processors);
+  int32_t result = session.Begin(&input, &output);
+  if (result == 0) result = session.DecompressFrame(&output, bits.data(), &input, frame.bytes.data());
+  const int32_t ended = session.End();
+  if (result == 0) result = ended;
+  if (result == 0 &&
+      !std::all_of(bits.begin() + output.sizeImage, bits.end(), [](uint8_t b) { return b == kGuardByte; })) {
+    result = kWroteOutside;
+  }
+  bits.resize(output.sizeImage);
+  return result;
 }
 
 std::string FieldFrameSource::FindPhoto(int width, int height) {
@@ -225,7 +182,7 @@ bool FieldFrameSource::LoadPicture(const std::string& photoPath) {
 }
 
 bool FieldFrameSource::CompressField(int field, int quality) {
-  const int lines = fieldHeight();
+  const int lines = height_ / 2;
   const std::size_t rowBytes = static_cast<std::size_t>(width_) * 3;
   std::vector<uint8_t> fieldRgb(rowBytes * lines);
   for (int line = 0; line < lines; ++line) {
@@ -248,11 +205,8 @@ bool FieldFrameSource::CompressField(int field, int quality) {
   tjFree(compressed);
   if (!SplitField(field, jpeg)) return false;
   // The reference comes from libjpeg-turbo's own stream, untouched by the rewriting.
-  if (!DecodeWithTurboJpeg(jpeg, width_, lines, references_[field])) {
-    error_ = "libjpeg-turbo cannot decode its own field image";
-    return false;
-  }
-  return true;
+  error_ = DecodeWithTurboJpeg(jpeg, width_, lines, references_[field]);
+  return error_.empty();
 }
 
 bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
@@ -285,7 +239,6 @@ bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
         tables[precisionAndId].assign(segment.begin() + t, segment.begin() + t + 65);
       }
     } else if (code == 0xC4) {
-      if (!DhtHoldsTypicalTables(segment, error_)) return false;
       parts.dhtSegments.push_back(segment);
     } else if (code == 0xC0) {
       // The codec reads this layout only: ids 1..3, Y 2x1, chroma 1x1.

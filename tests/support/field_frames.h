@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/worker_thread.h"
+#include "settings/settings_record.h"
+
 namespace trvx::test {
 
 // After the data the decoder may scan up to 0x10400 bytes past a point that can lie
@@ -31,13 +34,18 @@ struct Frame {
   std::size_t firstFieldLength = 0;
 };
 
-// libjpeg-turbo's decoding of one field image (accurate integer IDCT).
-struct FieldReference {
+// Planar 4:2:2 samples of one picture.
+struct YuvPlanes {
   std::vector<uint8_t> y;   // width x height
   std::vector<uint8_t> cb;  // width / 2 x height
   std::vector<uint8_t> cr;
-  std::vector<uint8_t> bgr;  // 3 bytes per pixel, top row first
 };
+
+// libjpeg-turbo's decoding (accurate integer IDCT) of one JPEG image that must say
+// width x height, 4:2:2, YCbCr; an empty string, or why it refused.
+std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, YuvPlanes& out);
+
+std::vector<uint8_t> ReadFile(const std::string& path);
 
 class FieldFrameSource {
  public:
@@ -52,14 +60,12 @@ class FieldFrameSource {
   const std::string& error() const { return error_; }
   int width() const { return width_; }
   int height() const { return height_; }
-  int fieldHeight() const { return height_ / 2; }
 
   Frame Build(const FrameVariant& variant) const;
-
   // One field image alone, dressed as in a frame of that variant (no padding).
   std::vector<uint8_t> FieldImage(int field, const FrameVariant& variant, std::size_t nextFieldOffset) const;
 
-  const FieldReference& reference(int field) const { return references_[field]; }
+  const YuvPlanes& reference(int field) const { return references_[field]; }
   // The cropped photograph, RGB, top row first; field f holds lines f, f + 2, ...
   const std::vector<uint8_t>& pictureRgb() const { return rgb_; }
 
@@ -76,17 +82,35 @@ class FieldFrameSource {
   bool LoadPicture(const std::string& photoPath);
   bool CompressField(int field, int quality);
   bool SplitField(int field, const std::vector<uint8_t>& jpeg);
-  bool DecodeReference(int field, const std::vector<uint8_t>& jpeg);
 
   int width_;
   int height_;
   std::string error_;
   std::vector<uint8_t> rgb_;
   Parts parts_[2];
-  FieldReference references_[2];
+  YuvPlanes references_[2];
 };
 
-// libjpeg-turbo's planar 4:2:2 decoding of any single JPEG image; false if it refuses.
-bool DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, FieldReference& out);
+// The decoder's output formats, named as the reference files are.
+struct OutputFormat {
+  const char* name;
+  uint16_t bitCount;
+  uint32_t compression;
+};
+inline constexpr OutputFormat kRgb24 = {"rgb24", 24, 0};
+inline constexpr OutputFormat kRgb32 = {"rgb32", 32, 0};
+inline constexpr OutputFormat kUyvy = {"uyvy", 16, kUyvyFourCc};
+inline constexpr OutputFormat kYuy2 = {"yuy2", 16, kYuy2FourCc};
+inline constexpr OutputFormat kYvyu = {"yvyu", 16, kYvyuFourCc};
+inline constexpr OutputFormat kY16 = {"y16", 16, kY16FourCc};
+inline constexpr OutputFormat kOutputFormats[] = {kRgb24, kRgb32, kUyvy, kYuy2, kYvyu, kY16};
+
+// What DecodeFrame answers when the session wrote past the bitmap.
+constexpr int32_t kWroteOutside = 1;
+
+// The frame through a new decoder session into a width x height bitmap of the format:
+// the session's result (or kWroteOutside), the bitmap in bits.
+int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputFormat& format,
+                    ProcessorCountQuery processors, std::vector<uint8_t>& bits);
 
 }  // namespace trvx::test

@@ -17,9 +17,6 @@
 #include <string>
 #include <vector>
 
-#include "decoder/decoder_session.h"
-#include "driver/formats.h"
-#include "settings/settings_record.h"
 #include "support/field_frames.h"
 
 namespace {
@@ -46,42 +43,13 @@ uint32_t OneProcessor() { return 1; }
 // for byte where they run plain, and within a level elsewhere.
 bool WriteReferenceDecodes(const std::filesystem::path& directory, const std::string& stem,
                            const FieldFrameSource& source, const Frame& frame) {
-  struct Format {
-    const char* name;
-    uint16_t bitCount;
-    uint32_t compression;
-  };
-  const Format formats[] = {{"rgb24", 24, 0},
-                            {"rgb32", 32, 0},
-                            {"uyvy", 16, trvx::MakeFourCc('U', 'Y', 'V', 'Y')},
-                            {"yuy2", 16, trvx::MakeFourCc('Y', 'U', 'Y', '2')},
-                            {"yvyu", 16, trvx::MakeFourCc('Y', 'V', 'Y', 'U')},
-                            {"y16", 16, trvx::MakeFourCc('Y', '1', '6', 0)}};
   setenv("TRVX_CPU", "159", 1);
-  for (const Format& format : formats) {
-    const std::size_t imageBytes = static_cast<std::size_t>(source.width()) * source.height() * (format.bitCount / 8);
-    const trvx::BitmapHeader input = {
-        40, source.width(), source.height(), 1, 24, trvx::kCodecFourCc, static_cast<uint32_t>(frame.length), 0, 0, 0,
-        0};
-    const trvx::BitmapHeader output = {40,
-                                       source.width(),
-                                       source.height(),
-                                       1,
-                                       format.bitCount,
-                                       format.compression,
-                                       static_cast<uint32_t>(imageBytes),
-                                       0,
-                                       0,
-                                       0,
-                                       0};
-    std::vector<uint8_t> bits(imageBytes, 0);
-    trvx::DecoderSession session(&OneProcessor);
-    if (session.Begin(&input, &output) != 0 ||
-        session.DecompressFrame(&output, bits.data(), &input, frame.bytes.data()) != 0) {
+  for (const trvx::test::OutputFormat& format : trvx::test::kOutputFormats) {
+    std::vector<uint8_t> bits;
+    if (trvx::test::DecodeFrame(frame, source.width(), source.height(), format, &OneProcessor, bits) != 0) {
       std::fprintf(stderr, "the decoder refused %s into %s\n", stem.c_str(), format.name);
       return false;
     }
-    session.End();
     if (!WriteFile(directory / (stem + "." + format.name + ".ref"), bits.data(), bits.size())) return false;
   }
   unsetenv("TRVX_CPU");
@@ -91,7 +59,7 @@ bool WriteReferenceDecodes(const std::filesystem::path& directory, const std::st
 bool WriteLibjpegPlanes(const std::filesystem::path& path, const FieldFrameSource& source) {
   std::vector<uint8_t> planes;
   for (int field = 0; field < 2; ++field) {
-    const trvx::test::FieldReference& reference = source.reference(field);
+    const trvx::test::YuvPlanes& reference = source.reference(field);
     planes.insert(planes.end(), reference.y.begin(), reference.y.end());
     planes.insert(planes.end(), reference.cb.begin(), reference.cb.end());
     planes.insert(planes.end(), reference.cr.begin(), reference.cr.end());
