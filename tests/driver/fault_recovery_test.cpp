@@ -11,15 +11,7 @@ namespace {
 const LPARAM kBadPointer = static_cast<LPARAM>(0x00000010);
 const LPARAM kWildPointer = static_cast<LPARAM>(0xDEAD0000);
 
-BITMAPINFOHEADER Rgb24(LONG width, LONG height) {
-  BITMAPINFOHEADER header = {};
-  header.biSize = sizeof header;
-  header.biWidth = width;
-  header.biHeight = height;
-  header.biPlanes = 1;
-  header.biBitCount = 24;
-  return header;
-}
+BITMAPINFOHEADER Rgb24(LONG width, LONG height) { return Bitmap(BI_RGB, 24, width, height); }
 
 TEST(FaultRecovery, BadHostPointersGiveErrorsAndTheNextCallWorks) {
   ASSERT_TRUE(InstallCodec());
@@ -81,7 +73,6 @@ TEST(FaultRecovery, SessionMessagesRefuseWhatTheyCannotUse) {
   CodecLibrary codec;
   const DWORD_PTR instance = codec.Open();
   BITMAPINFOHEADER input = Rgb24(320, 240);
-  input.biSizeImage = 320 * 240 * 3;
   BITMAPINFOHEADER compressed = Rgb24(320, 240);
   compressed.biCompression = FourCc("TRVX");
   BITMAPINFOHEADER odd = Rgb24(320, 232);

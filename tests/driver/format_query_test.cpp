@@ -18,18 +18,6 @@ bool RunningAsDefectiveHost() {
   return lstrcmpiA(name != nullptr ? name + 1 : path, "wmplayer.exe") == 0;
 }
 
-BITMAPINFOHEADER Bitmap(DWORD compression, WORD bitCount, LONG width, LONG height, DWORD size = 40) {
-  BITMAPINFOHEADER header = {};
-  header.biSize = size;
-  header.biWidth = width;
-  header.biHeight = height;
-  header.biPlanes = 1;
-  header.biBitCount = bitCount;
-  header.biCompression = compression;
-  header.biSizeImage = static_cast<DWORD>(width * (height < 0 ? -height : height) * bitCount / 8);
-  return header;
-}
-
 constexpr DWORD kRgb = BI_RGB;
 const DWORD kYuy2 = FourCc("YUY2");
 const DWORD kY16 = mmioFOURCC('Y', '1', '6', 0);
@@ -148,8 +136,8 @@ TEST_F(FormatQuery, ProposedFormatsAndSizes) {
   uint32_t proposal[17];
   std::memset(proposal, 0xAB, sizeof proposal);
   ASSERT_EQ(ICCompressGetFormat(codec_, &rgb, proposal), ICERR_OK);
-  const uint32_t expected[17] = {68, 720, static_cast<uint32_t>(-576), 1u | 24u << 16, FourCc("TRVX"), 0, 0, 0, 0, 0,
-                                 44, 24, 0, 2, 8, 2, 1};
+  const uint32_t expected[17] = {
+      68, 720, static_cast<uint32_t>(-576), 1u | 24u << 16, FourCc("TRVX"), 0, 0, 0, 0, 0, 44, 24, 0, 2, 8, 2, 1};
   EXPECT_EQ(std::memcmp(proposal, expected, sizeof expected), 0);
   EXPECT_EQ(ICSendMessage(codec_, ICM_COMPRESS_GET_FORMAT, 0, 0), ICERR_ERROR);
 

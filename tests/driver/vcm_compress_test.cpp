@@ -18,7 +18,6 @@ namespace {
 
 constexpr LONG kWidth = kPhotoWidth;
 constexpr LONG kHeight = kPhotoHeight;
-constexpr std::size_t kScanPadding = 0x10400 + 0x10000 + 64;
 
 // Mean absolute difference over the bytes that carry picture (not RGB32's fourth byte).
 double MeanDifference(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b, WORD bitCount) {
@@ -41,27 +40,20 @@ class VcmCompress : public testing::Test {
   }
   void TearDown() override { ICClose(codec_); }
 
-  void SetChangeFieldsOrder(uint32_t value) {
-    static uint8_t state[8264];
-    ICGetState(codec_, state, sizeof state);
-    std::memcpy(state + 4, &value, sizeof value);
-    ICSetState(codec_, state, sizeof state);
-  }
-
   // Compresses one frame; returns the compressed bytes (padded for the decoder).
   std::vector<uint8_t> Compress(const PictureFormat& format, const std::vector<uint8_t>& picture, DWORD quality,
                                 LRESULT* result) {
     BITMAPINFOHEADER input = PhotoHeader(format.compression, format.bitCount);
     BITMAPINFOHEADER output = PhotoHeader(FourCc("TRVX"), 24);
-    std::vector<uint8_t> frame(ICCompressGetSize(codec_, &input, &output) + kScanPadding, 0);
+    std::vector<uint8_t> frame(ICCompressGetSize(codec_, &input, &output) + kFramePadding, 0);
     output.biSizeImage = 0xDEADBEEF;
     EXPECT_EQ(ICCompressBegin(codec_, &input, &output), ICERR_OK);
     DWORD flags = 0;
     DWORD chunk = 0;
-    *result = ICCompress(codec_, 0, &output, frame.data(), &input, const_cast<uint8_t*>(picture.data()), &chunk,
-                         &flags, 0, 0, quality, nullptr, nullptr);
+    *result = ICCompress(codec_, 0, &output, frame.data(), &input, const_cast<uint8_t*>(picture.data()), &chunk, &flags,
+                         0, 0, quality, nullptr, nullptr);
     EXPECT_EQ(ICCompressEnd(codec_), ICERR_OK);
-    if (output.biSizeImage != 0xDEADBEEF) frame.resize(output.biSizeImage + kScanPadding);
+    if (output.biSizeImage != 0xDEADBEEF) frame.resize(output.biSizeImage + kFramePadding);
     return frame;
   }
 
@@ -101,11 +93,11 @@ TEST_F(VcmCompress, EveryInputFormatRoundTripsAtEveryQuality) {
 TEST_F(VcmCompress, SwappedFieldsComeBackInTheirPlaces) {
   for (const PictureFormat& format : kPictureFormats) {
     const std::vector<uint8_t> picture = ReadTestData(std::string("photo_720x576.") + format.name + ".ref");
-    SetChangeFieldsOrder(0);
+    SetChangeFieldsOrder(codec_, 0);
     LRESULT result = 0;
     const double plainMean =
         MeanDifference(Decompress(format, Compress(format, picture, 7000, &result)), picture, format.bitCount);
-    SetChangeFieldsOrder(1);
+    SetChangeFieldsOrder(codec_, 1);
     const std::vector<uint8_t> swapped = Compress(format, picture, 7000, &result);
     ASSERT_EQ(result, ICERR_OK);
     const double swappedMean = MeanDifference(Decompress(format, swapped), picture, format.bitCount);
@@ -113,11 +105,11 @@ TEST_F(VcmCompress, SwappedFieldsComeBackInTheirPlaces) {
     EXPECT_LT(swappedMean, plainMean + 0.2) << format.name;
 
     // Any other value, possible only through a state blob, codes nothing.
-    SetChangeFieldsOrder(2);
+    SetChangeFieldsOrder(codec_, 2);
     const std::vector<uint8_t> nothing = Compress(format, picture, 7000, &result);
     EXPECT_EQ(result, ICERR_OK);
     EXPECT_EQ(nothing[0], 0) << "no frame written";
-    SetChangeFieldsOrder(0);
+    SetChangeFieldsOrder(codec_, 0);
   }
 }
 
@@ -140,8 +132,8 @@ TEST_F(VcmCompress, HostileCallsGetTheirCodes) {
   EXPECT_EQ(ICCompressBegin(codec_, &odd, &oddOutput), ICERR_BADFORMAT);
 
   ASSERT_EQ(ICCompressBegin(codec_, &input, &output), ICERR_OK);
-  EXPECT_EQ(ICCompress(codec_, 0, &output, frame.data(), &input, const_cast<uint8_t*>(picture.data()), nullptr,
-                       &flags, 0, 0, 20000, nullptr, nullptr),
+  EXPECT_EQ(ICCompress(codec_, 0, &output, frame.data(), &input, const_cast<uint8_t*>(picture.data()), nullptr, &flags,
+                       0, 0, 20000, nullptr, nullptr),
             ICERR_OK)
       << "a quality above the scale codes at the tables there are";
   EXPECT_EQ(ICCompress(codec_, 0, &output, frame.data(), &input, reinterpret_cast<void*>(0xDEAD0000), nullptr, &flags,
@@ -152,8 +144,8 @@ TEST_F(VcmCompress, HostileCallsGetTheirCodes) {
   // brings the second thread back.
   EXPECT_EQ(ICCompressEnd(codec_), ICERR_OK);
   ASSERT_EQ(ICCompressBegin(codec_, &input, &output), ICERR_OK);
-  EXPECT_EQ(ICCompress(codec_, 0, &output, frame.data(), &input, const_cast<uint8_t*>(picture.data()), nullptr,
-                       &flags, 0, 0, 7000, nullptr, nullptr),
+  EXPECT_EQ(ICCompress(codec_, 0, &output, frame.data(), &input, const_cast<uint8_t*>(picture.data()), nullptr, &flags,
+                       0, 0, 7000, nullptr, nullptr),
             ICERR_OK)
       << "the next session works";
   EXPECT_EQ(ICCompressEnd(codec_), ICERR_OK);

@@ -19,8 +19,6 @@ namespace {
 
 constexpr LONG kWidth = kPhotoWidth;
 constexpr LONG kHeight = kPhotoHeight;
-// The frame reader scans a fixed window whatever the frame's length: inputs carry padding.
-constexpr std::size_t kInputPadding = 0x10400 + 0x10000 + 64;
 
 // The references come from the plain path. The vector paths keep four fractional
 // bits through the transform and round where the plain path truncates: packed YUV
@@ -53,19 +51,12 @@ class VcmDecompress : public testing::TestWithParam<const char*> {
   void SetUp() override {
     frame_ = ReadTestData(GetParam());
     ASSERT_FALSE(frame_.empty()) << "test frame missing: " << GetParam();
-    frame_.resize(frame_.size() + kInputPadding, 0);
+    frame_.resize(frame_.size() + kFramePadding, 0);
     ASSERT_TRUE(InstallCodec());
     codec_ = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_DECOMPRESS);
     ASSERT_NE(codec_, nullptr);
   }
   void TearDown() override { ICClose(codec_); }
-
-  void SetChangeFieldsOrder(uint32_t value) {
-    static uint8_t state[8264];
-    ICGetState(codec_, state, sizeof state);
-    std::memcpy(state + 4, &value, sizeof value);
-    ICSetState(codec_, state, sizeof state);
-  }
 
   std::vector<uint8_t> Decode(const PictureFormat& format, DWORD fourCc = mmioFOURCC('T', 'R', 'V', 'X')) {
     BITMAPINFOHEADER input = PhotoHeader(fourCc, 24);
@@ -88,13 +79,13 @@ TEST_P(VcmDecompress, EveryOutputFormatMatchesTheNativeDecode) {
     ASSERT_EQ(expected.size(), static_cast<std::size_t>(kWidth * kHeight * format.bitCount / 8)) << format.name;
     EXPECT_LE(MaxDifference(Decode(format), expected), AllowedDifference(format)) << format.name;
 
-    SetChangeFieldsOrder(1);
+    SetChangeFieldsOrder(codec_, 1);
     EXPECT_LE(MaxDifference(Decode(format), SwappedFields(expected, format.isRgb)), AllowedDifference(format))
         << format.name << " with the field order swapped";
     // Only the value 1 swaps on the way out.
-    SetChangeFieldsOrder(2);
+    SetChangeFieldsOrder(codec_, 2);
     EXPECT_LE(MaxDifference(Decode(format), expected), AllowedDifference(format)) << format.name;
-    SetChangeFieldsOrder(0);
+    SetChangeFieldsOrder(codec_, 0);
   }
 }
 
@@ -145,8 +136,7 @@ TEST(VcmDecompressSetup, SystemReportsTheProcessorCountTheRunAsksFor) {
   EXPECT_EQ(info.dwNumberOfProcessors, static_cast<DWORD>(std::atoi(expected)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Frames, VcmDecompress,
-                         testing::Values("photo_720x576.trvx", "photo_720x576_noapp.trvx"));
+INSTANTIATE_TEST_SUITE_P(Frames, VcmDecompress, testing::Values("photo_720x576.trvx", "photo_720x576_noapp.trvx"));
 
 }  // namespace
 }  // namespace trvx::test

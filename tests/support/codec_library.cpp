@@ -43,10 +43,10 @@ bool InstallCodec() {
 }
 
 void DeleteCodecRegistryKeys() {
-  for (const char* path : {"SoftWare\\Korvantelix\\Common codec's settings\\YUV defective application",
-                           "SoftWare\\Korvantelix\\Common codec's settings", "Software\\Korvantelix\\MJPG codec",
-                           "Software\\Korvantelix", "Software\\Pellacorte\\Onderwane\\Codec",
-                           "Software\\Pellacorte\\Onderwane", "Software\\Pellacorte"}) {
+  for (const char* path :
+       {"SoftWare\\Korvantelix\\Common codec's settings\\YUV defective application",
+        "SoftWare\\Korvantelix\\Common codec's settings", "Software\\Korvantelix\\MJPG codec", "Software\\Korvantelix",
+        "Software\\Pellacorte\\Onderwane\\Codec", "Software\\Pellacorte\\Onderwane", "Software\\Pellacorte"}) {
     RegDeleteKeyA(HKEY_CLASSES_ROOT, path);
   }
 }
@@ -58,5 +58,24 @@ std::vector<uint8_t> ReadTestData(const std::string& name) {
 }
 
 uint32_t FourCc(const char (&text)[5]) { return mmioFOURCC(text[0], text[1], text[2], text[3]); }
+
+BITMAPINFOHEADER Bitmap(DWORD compression, WORD bitCount, LONG width, LONG height, DWORD headerSize) {
+  BITMAPINFOHEADER header = {};
+  header.biSize = headerSize;
+  header.biWidth = width;
+  header.biHeight = height;
+  header.biPlanes = 1;
+  header.biBitCount = bitCount;
+  header.biCompression = compression;
+  header.biSizeImage = static_cast<DWORD>(width * (height < 0 ? -height : height) * bitCount / 8);
+  return header;
+}
+
+void SetChangeFieldsOrder(HIC codec, uint32_t value) {
+  static uint8_t state[8264];
+  ICGetState(codec, state, sizeof state);
+  std::memcpy(state + 4, &value, sizeof value);
+  ICSetState(codec, state, sizeof state);
+}
 
 }  // namespace trvx::test

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <windows.h>
+// vfw.h needs windows.h first.
 #include <vfw.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -35,6 +37,14 @@ bool InstallCodec();
 void DeleteCodecRegistryKeys();
 
 uint32_t FourCc(const char (&text)[5]);
+
+BITMAPINFOHEADER Bitmap(DWORD compression, WORD bitCount, LONG width, LONG height, DWORD headerSize = 40);
+
+// The instance's "Change fields order" value, set through its state blob.
+void SetChangeFieldsOrder(HIC codec, uint32_t value);
+
+// The frame reader scans a fixed window whatever the frame's length: inputs carry padding.
+constexpr std::size_t kFramePadding = 0x10400 + 0x10000 + 64;
 
 // A file the native build wrote for the Windows tests (frames, reference decodes),
 // from the directory TRVX_TESTDATA names; empty when it is missing.

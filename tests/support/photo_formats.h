@@ -2,8 +2,7 @@
 // writes for the Windows tests ("photo_720x576.<name>.ref").
 #pragma once
 
-#include <windows.h>
-#include <vfw.h>
+#include "support/codec_library.h"
 
 namespace trvx::test {
 
@@ -27,15 +26,7 @@ inline constexpr PictureFormat kPictureFormats[] = {
 };
 
 inline BITMAPINFOHEADER PhotoHeader(DWORD compression, WORD bitCount) {
-  BITMAPINFOHEADER header = {};
-  header.biSize = sizeof header;
-  header.biWidth = kPhotoWidth;
-  header.biHeight = kPhotoHeight;
-  header.biPlanes = 1;
-  header.biBitCount = bitCount;
-  header.biCompression = compression;
-  header.biSizeImage = kPhotoWidth * kPhotoHeight * bitCount / 8;
-  return header;
+  return Bitmap(compression, bitCount, kPhotoWidth, kPhotoHeight);
 }
 
 }  // namespace trvx::test
