@@ -69,15 +69,9 @@ class RegistrySettings : public testing::Test {
   void TearDown() override { DeleteCodecRegistryKeys(); }
 };
 
+// The values themselves are read from outside, with reg.exe, by registry_outside_test.sh.
 TEST_F(RegistrySettings, FirstAttachWritesDefaultsOfAllThreeKeys) {
   { CodecLibrary codec; }
-  EXPECT_EQ(ReadDword(kCodecKey, "ChangeFieldsOrder"), 0u);
-  EXPECT_EQ(ReadDword(kCodecKey, "MJPGNameCount"), 2u);
-  EXPECT_EQ(ReadDword(kCodecKey, "MJPGName1"), FourCc("TRVX"));
-  EXPECT_EQ(ReadDword(kCodecKey, "MJPGName2"), FourCc("MJPG"));
-  EXPECT_EQ(ReadDword(kApplicationKey, "AppCount"), 2u);
-  EXPECT_EQ(ReadDword(kDefectiveKey, "Correct state"), 1u);
-
   SettingsRecord loaded;
   ASSERT_TRUE(LoadSettings(loaded));
   EXPECT_TRUE(SameRecord(loaded, DefaultSettings()));
@@ -120,9 +114,7 @@ TEST_F(RegistrySettings, AnyFlawResetsBothKeysToDefaults) {
     EXPECT_EQ(ReadDword(kApplicationKey, "AppCount"), 2u) << flaw;
   };
 
-  StoreCompleteSettings(2, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
-  expectDefaultsAfterAttach("change fields order of 2");
-
+  // A change-fields-order value of 2 is the outside test's case.
   StoreCompleteSettings(0, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
   RegDeleteKeyA(HKEY_CLASSES_ROOT, kApplicationKey);
   expectDefaultsAfterAttach("application key missing");

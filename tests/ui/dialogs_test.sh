@@ -40,6 +40,7 @@ apps_key='HKCR\Software\Pellacorte\Onderwane\Codec'
 expect_value "$codec_key" ChangeFieldsOrder REG_DWORD 0x1
 expect_value "$codec_key" MJPGNameCount REG_DWORD 0x3
 expect_value "$codec_key" MJPGName1 REG_DWORD 0x44535644   # "DVSD"
+expect_value "$codec_key" MJPGName3 REG_DWORD 0x58565254   # "TRVX"
 expect_value "$apps_key" AppCount REG_DWORD 0x3
 expect_value "$apps_key" App1 REG_SZ :edit.exe
 reg delete 'HKCR\Software\Korvantelix' /f >/dev/null || true
