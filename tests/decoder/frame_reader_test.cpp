@@ -84,31 +84,6 @@ TEST(FrameReader, ReadsTheEncoderLayoutAndLeavesFieldNumberingToTheSession) {
   EXPECT_EQ(d.fieldIndex, 0);
 }
 
-TEST(FrameReader, FindsTheSecondFieldFromApp1OrByConsumption) {
-  const Bytes first = MakeField(64, 16, 0, 1), second = MakeField(32, 8, 7, 0);
-  Bytes frame = first;
-  frame.insert(frame.end(), second.begin(), second.end());
-  const Bytes memory = InWindow(frame);
-
-  const uint32_t next = FindNextFieldOffset(memory.data());
-  ASSERT_EQ(next, first.size());
-  EXPECT_EQ(FindNextFieldOffset(memory.data() + next), 0u) << "the second field points nowhere";
-  Reader reader;
-  reader.Read(memory);
-  EXPECT_EQ(reader.Read(memory, next), kEntropyStart);
-  EXPECT_EQ(reader.description.width, 32u);
-  EXPECT_EQ(reader.description.quantTables[64], TableByte(1, 0, 7) * 8);
-
-  // By consumption: 16 bytes past where the entropy decoder stopped, i.e. inside
-  // the second image's APP0; its headers are still ahead.
-  const size_t resume = kEntropyStart + 4 + 16;
-  Reader consumed;
-  EXPECT_EQ(resume + consumed.Read(memory, resume), first.size() + kEntropyStart);
-  EXPECT_EQ(consumed.description.height, 8u);
-
-  EXPECT_EQ(FindNextFieldOffset(InWindow(MakeField(64, 16, 0, 0, false)).data()), 0u);
-}
-
 TEST(FrameReader, MarkerPairingAndScanLimitDecideWhatIsFound) {
   auto sof = [](uint32_t width) {
     Bytes s = {0xFF, 0xC0, 0, 11, 8, 0, 8};
