@@ -83,57 +83,54 @@ class Decoder {
   std::vector<uint8_t> input_;
 };
 
+// The good frame and its two decoded fields; not ok without the photograph.
+struct GoodFrame {
+  Frame frame;
+  std::vector<uint8_t> fields[2];
+  bool ok = false;
+};
+
+const GoodFrame& Good() {
+  static const GoodFrame good = [] {
+    GoodFrame g;
+    const std::string photo = FieldFrameSource::FindPhoto(kWidth, kHeight);
+    if (photo.empty()) return g;
+    const FieldFrameSource source(photo, kWidth, kHeight, 94);
+    if (!source.ok()) return g;
+    g.frame = source.Build(FrameVariant{});
+    Decoder decoder;
+    g.ok = decoder.Decode(g.frame.bytes) == 0;
+    for (int f = 0; f < 2; ++f) g.fields[f] = decoder.FieldRows(f);
+    return g;
+  }();
+  return good;
+}
+
 class HostileFrames : public testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    const std::string photo = FieldFrameSource::FindPhoto(kWidth, kHeight);
-    if (photo.empty()) return;
-    FieldFrameSource source(photo, kWidth, kHeight, 94);
-    if (!source.ok()) return;
-    frame_ = new Frame(source.Build(FrameVariant{}));
-    Decoder decoder;
-    if (decoder.Decode(frame_->bytes) != 0) return;
-    good_ = new std::vector<uint8_t>(decoder.FieldRows(0));
-    const std::vector<uint8_t> second = decoder.FieldRows(1);
-    good_->insert(good_->end(), second.begin(), second.end());
-  }
-  static void TearDownTestSuite() {
-    delete frame_;
-    delete good_;
-    frame_ = nullptr;
-    good_ = nullptr;
-  }
   void SetUp() override {
-    if (frame_ == nullptr || good_ == nullptr) GTEST_SKIP() << "no photograph: install the mate-backgrounds package";
+    if (!Good().ok) GTEST_SKIP() << "no photograph: install the mate-backgrounds package";
   }
 
-  std::vector<uint8_t> GoodField(int field) const {
-    const std::size_t half = good_->size() / 2;
-    return std::vector<uint8_t>(good_->begin() + field * half, good_->begin() + (field + 1) * half);
-  }
+  static const std::vector<uint8_t>& GoodField(int field) { return Good().fields[field]; }
 
   // Offset of the first 0xFF code pair inside one field image of the good frame.
-  static std::size_t Find(int field, uint8_t code) {
+  std::size_t Find(int field, uint8_t code) const {
     const std::size_t begin = field == 0 ? 0 : frame_->firstFieldLength;
-    const std::size_t end = field == 0 ? frame_->firstFieldLength : frame_->length;
-    for (std::size_t i = begin; i + 1 < end; ++i) {
+    for (std::size_t i = begin; i + 1 < FieldEnd(field); ++i) {
       if (frame_->bytes[i] == 0xFF && frame_->bytes[i + 1] == code) return i;
     }
     ADD_FAILURE() << "marker " << int(code) << " missing in field " << field;
     return begin;
   }
-  static std::size_t CodedData(int field) {
+  std::size_t CodedData(int field) const {
     const std::size_t sos = Find(field, 0xDA);
     return sos + 2 + ((frame_->bytes[sos + 2] << 8) | frame_->bytes[sos + 3]);
   }
-  static std::size_t FieldEnd(int field) { return field == 0 ? frame_->firstFieldLength : frame_->length; }
+  std::size_t FieldEnd(int field) const { return field == 0 ? frame_->firstFieldLength : frame_->length; }
 
-  static Frame* frame_;
-  static std::vector<uint8_t>* good_;
+  const Frame* frame_ = &Good().frame;
 };
-
-Frame* HostileFrames::frame_ = nullptr;
-std::vector<uint8_t>* HostileFrames::good_ = nullptr;
 
 TEST_F(HostileFrames, TruncatedFramesEndInAResultAndTheSessionRecovers) {
   // A cut inside the DQT can zero the second table's destination byte (one table: a
@@ -213,7 +210,7 @@ TEST_F(HostileFrames, BadHuffmanCodesStopTheirFieldWithAnError) {
 
 TEST_F(HostileFrames, AbsurdFrameHeadersDecodeAsDocumented) {
   auto withBytes = [](std::vector<std::pair<std::size_t, uint8_t>> edits) {
-    std::vector<uint8_t> frame = frame_->bytes;
+    std::vector<uint8_t> frame = Good().frame.bytes;
     for (const auto& [at, value] : edits) frame[at] = value;
     return frame;
   };

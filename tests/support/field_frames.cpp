@@ -137,26 +137,16 @@ FieldFrameSource::FieldFrameSource(const std::string& photoPath, int width, int 
 
 bool FieldFrameSource::LoadPicture(const std::string& photoPath) {
   const std::vector<uint8_t> jpeg = ReadFile(photoPath);
-  if (jpeg.empty()) {
-    error_ = "cannot read " + photoPath;
-    return false;
-  }
+  const auto size = static_cast<unsigned long>(jpeg.size());
   TjHandle decoder(tjInitDecompress());
   int photoWidth = 0, photoHeight = 0, subsampling = 0, colourspace = 0;
-  if (decoder.handle == nullptr ||
-      tjDecompressHeader3(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()), &photoWidth,
-                          &photoHeight, &subsampling, &colourspace) != 0) {
-    error_ = "libjpeg-turbo cannot read the header of " + photoPath;
-    return false;
-  }
-  if (photoWidth < width_ || photoHeight < height_) {
-    error_ = photoPath + " is smaller than the requested picture";
-    return false;
-  }
-  std::vector<uint8_t> photo(static_cast<std::size_t>(photoWidth) * photoHeight * 3);
-  if (tjDecompress2(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()), photo.data(), photoWidth,
-                    photoWidth * 3, photoHeight, TJPF_RGB, TJFLAG_ACCURATEDCT) != 0) {
-    error_ = std::string("libjpeg-turbo cannot decode the photograph: ") + tjGetErrorStr2(decoder.handle);
+  const bool large = tjDecompressHeader3(decoder.handle, jpeg.data(), size, &photoWidth, &photoHeight, &subsampling,
+                                         &colourspace) == 0 &&
+                     photoWidth >= width_ && photoHeight >= height_;
+  std::vector<uint8_t> photo(large ? static_cast<std::size_t>(photoWidth) * photoHeight * 3 : 0);
+  if (!large || tjDecompress2(decoder.handle, jpeg.data(), size, photo.data(), photoWidth, photoWidth * 3, photoHeight,
+                              TJPF_RGB, TJFLAG_ACCURATEDCT) != 0) {
+    error_ = "libjpeg-turbo cannot decode a picture that large from " + photoPath;
     return false;
   }
   // Box-average by the largest whole factor that still covers the picture, then take
@@ -209,67 +199,34 @@ bool FieldFrameSource::CompressField(int field, int quality) {
   return error_.empty();
 }
 
+// A layout other than libjpeg-turbo's baseline one shows in the comparisons with its
+// untouched decode; only missing parts need saying here.
 bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
   Parts& parts = parts_[field];
   std::vector<uint8_t> tables[2];
-  if (jpeg.size() < 4 || jpeg[0] != 0xFF || jpeg[1] != 0xD8) {
-    error_ = "the field image does not start with SOI";
-    return false;
-  }
-  std::size_t at = 2;
-  while (true) {
-    if (at + 4 > jpeg.size() || jpeg[at] != 0xFF) {
-      error_ = "malformed segment list in the field image";
-      return false;
-    }
+  for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
     const uint8_t code = jpeg[at + 1];
-    const std::size_t end = at + 2 + ReadBigEndian16(jpeg, at + 2);
-    if (end > jpeg.size()) {
-      error_ = "truncated segment in the field image";
-      return false;
-    }
+    const std::size_t end = std::min(jpeg.size(), at + 2 + ReadBigEndian16(jpeg, at + 2));
     const std::vector<uint8_t> segment(jpeg.begin() + at, jpeg.begin() + end);
     if (code == 0xDB) {
-      for (std::size_t t = 4; t < segment.size(); t += 65) {
-        const uint8_t precisionAndId = segment[t];
-        if (precisionAndId > 1 || t + 65 > segment.size()) {
-          error_ = "DQT holds a 16-bit table or a destination other than 0 and 1";
-          return false;
-        }
-        tables[precisionAndId].assign(segment.begin() + t, segment.begin() + t + 65);
+      for (std::size_t t = 4; t + 65 <= segment.size(); t += 65) {
+        if (segment[t] < 2) tables[segment[t]].assign(segment.begin() + t, segment.begin() + t + 65);
       }
     } else if (code == 0xC4) {
       parts.dhtSegments.push_back(segment);
     } else if (code == 0xC0) {
-      // The codec reads this layout only: ids 1..3, Y 2x1, chroma 1x1.
-      static const uint8_t kExpected[] = {3, 1, 0x21, 0, 2, 0x11, 1, 3, 0x11, 1};
-      if (segment.size() != 19 || !std::equal(std::begin(kExpected), std::end(kExpected), segment.begin() + 9)) {
-        error_ = "SOF0 is not three-component 4:2:2";
-        return false;
-      }
       parts.sof = segment;
     } else if (code == 0xDA) {
       parts.sos = segment;
       parts.scan.assign(jpeg.begin() + end, jpeg.end());
       break;
-    } else if (code == 0xDD) {
-      if (ReadBigEndian16(segment, 4) != 0) {
-        error_ = "libjpeg-turbo wrote restart intervals (TJ_RESTART set?)";
-        return false;
-      }
-    } else if ((code & 0xF0) == 0xC0 && code != 0xC4 && code != 0xC8 && code != 0xCC) {
-      error_ = "the field image is not baseline (TJ_PROGRESSIVE set?)";
-      return false;
     }
     // APPn and COM are dropped: the codec's frames carry only its own two.
     at = end;
   }
-  if (tables[0].empty() || tables[1].empty() || parts.sof.empty() || parts.dhtSegments.size() != 4) {
-    error_ = "the field image lacks a quantisation table, SOF0 or one of the four Huffman tables";
-    return false;
-  }
-  if (parts.scan.size() < 2 || parts.scan[parts.scan.size() - 2] != 0xFF || parts.scan.back() != 0xD9) {
-    error_ = "the field image does not end with EOI";
+  if (tables[0].empty() || tables[1].empty() || parts.sof.empty() || parts.sos.empty() ||
+      parts.dhtSegments.size() != 4) {
+    error_ = "the field image lacks a quantisation table, SOF0, SOS or one of the four Huffman tables";
     return false;
   }
   parts.dqtTables = tables[0];
