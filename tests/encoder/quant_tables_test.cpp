@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "encoder/encoder_session.h"
 #include "encoder/quant_tables.h"
 
 namespace trvx {
@@ -22,6 +21,7 @@ TEST(QualityTables, ScaleRulesMeetAtTheirBoundsAndClampToOneByte) {
   for (uint32_t quality : {0u, 100u, 399u, 400u}) {
     EXPECT_EQ(BuildQuantTables(quality, luma, chroma), 400u) << quality;
     EXPECT_EQ(luma[0], 40) << quality;
+    EXPECT_EQ(chroma[0], 43) << "17 x 2.5 = 42.5 rounds half up";
     EXPECT_EQ(chroma[63], 248) << quality;
     EXPECT_EQ(luma[62], 255) << "103 x 2.5 clamps to one byte";
   }
@@ -36,24 +36,6 @@ TEST(QualityTables, ScaleRulesMeetAtTheirBoundsAndClampToOneByte) {
     ASSERT_EQ(luma[i], 1) << i;
     ASSERT_EQ(chroma[i], 1) << i;
   }
-}
-
-TEST(QualityTables, SessionRefusesOutOfRangeQualityAndKeepsItsTables) {
-  EncoderSession session;
-  EXPECT_EQ(session.Quality(), kNoQuality);
-
-  EXPECT_EQ(session.SetQuality(kMaxQuality), 0);
-  EXPECT_EQ(session.Reciprocals()[0], 32767);
-  EXPECT_EQ(session.Reciprocals()[127], 32767);
-
-  EXPECT_EQ(session.SetQuality(kMaxQuality + 1), -1);
-  EXPECT_EQ(session.Quality(), kMaxQuality);
-  EXPECT_EQ(session.LumaQuantTable()[0], 1);
-
-  EXPECT_EQ(session.SetQuality(0), 0);
-  EXPECT_EQ(session.Quality(), 400u);
-  EXPECT_EQ(session.ChromaQuantTable()[0], 43) << "17 x 2.5 = 42.5 rounds half up";
-  EXPECT_EQ(session.Reciprocals()[kBlockSize], 32767 / 43);
 }
 
 }  // namespace
