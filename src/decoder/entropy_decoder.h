@@ -65,6 +65,10 @@ class EntropyDecoder {
   const CombinedAcEntry* combinedAcTables_[2] = {};
   const uint8_t* dcLookupTables_[2] = {};
   const PredecodedAcEntry* predecodedLuma_ = nullptr;
+  // A session makes its two decoders one after the other, and they run on two
+  // threads: without this gap the next one's reader state, written after every MCU,
+  // can share a cache line with the tables this one reads for every MCU.
+  [[maybe_unused]] uint8_t cacheLineGap_[64] = {};
 };
 
 // Processor classes 1 and 3: clears the MCU with MMX stores.
