@@ -23,9 +23,7 @@ bool FitsOutput(const FrameDescription& description, const BitmapHeader& outputF
   return description.width <= outputWidth && uint64_t{description.height} * description.fieldCount <= outputHeight;
 }
 
-}  // namespace
-
-int32_t DecodeField(const FieldJob& job) {
+int32_t DecodeMcus(const FieldJob& job) {
   const FrameDescription& description = *job.description;
   McuWorkspace& workspace = *job.workspace;
   const uint8_t* sampling = description.sampling;
@@ -45,6 +43,14 @@ int32_t DecodeField(const FieldJob& job) {
     }
   }
   return kIcmOk;
+}
+
+}  // namespace
+
+int32_t DecodeField(const FieldJob& job) {
+  const int32_t result = DecodeMcus(job);
+  job.outputConverter->FinishField();
+  return result;
 }
 
 void DecoderSession::Field::Prepare() {

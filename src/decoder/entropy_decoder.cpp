@@ -77,18 +77,40 @@ struct BitReader {
 // kFull: k had reached 64 before the call, which read nothing.
 enum class Step { kNext, kBlockDone, kFull, kFailed };
 
+// The lookups one component's AC symbols go through: the pre-decoded table first
+// when there is one (luminance on the class that reads it), then the combined table,
+// then the two-level tables.
+struct AcTables {
+  const PredecodedAcEntry* predecoded;
+  const CombinedAcEntry* combined;
+  const AcDecodingEntry* firstLevel;
+  const AcDecodingEntry* secondLevel;
+};
+
 // One AC symbol at zig-zag position k, with at least 26 bits ready on 64-bit builds
 // and kReadyBits on 32-bit ones. symbolCount is the count at the symbol's start,
 // from which the 16-bit refill state is worked out afterwards. k reaching 64 ends
 // the block on the next call, which then reads nothing. A run past the block's end
 // stores its coefficient before failing, into whatever follows in the workspace;
 // that order is kept on purpose, but never past areaEnd.
+// With Predecoded, a code and value of at most 9 bits come whole from one entry;
+// unfilled entries (run 255) and end of block (run 65) go on as n >= 64 would.
+template <bool Predecoded>
 __attribute__((always_inline)) inline Step DecodeAcSymbol(BitReader& reader, uint32_t& symbolCount, uint32_t& k,
-                                                          const CombinedAcEntry* combined,
-                                                          const AcDecodingEntry* firstLevel,
-                                                          const AcDecodingEntry* secondLevel, int16_t* block,
+                                                          const AcTables& tables, int16_t* block,
                                                           const int16_t* areaEnd) {
-  const CombinedAcEntry entry = combined[reader.Peek(kCombinedAcBits)];
+  if constexpr (Predecoded) {
+    const PredecodedAcEntry whole = tables.predecoded[reader.Peek(9)];
+    const uint32_t n = k + whole.run;
+    if (__builtin_expect(n < 64, 1)) {
+      symbolCount = reader.count;
+      reader.Skip(whole.length);
+      block[n] = whole.value;
+      k = n + 1;
+      return Step::kNext;
+    }
+  }
+  const CombinedAcEntry entry = tables.combined[reader.Peek(kCombinedAcBits)];
   const uint32_t n = k + entry.run;
   if (__builtin_expect(n < 64, 1)) {
     symbolCount = reader.count;
@@ -105,10 +127,10 @@ __attribute__((always_inline)) inline Step DecodeAcSymbol(BitReader& reader, uin
   const uint32_t peeked = reader.Peek(9);
   AcDecodingEntry plain;
   if (peeked < kAcSecondLevelStart) {
-    plain = firstLevel[peeked];
+    plain = tables.firstLevel[peeked];
   } else {
     reader.Skip(6);
-    plain = secondLevel[reader.Peek(10)];
+    plain = tables.secondLevel[reader.Peek(10)];
   }
   if (plain.length != 0) {
     reader.Skip(plain.length);
@@ -133,24 +155,23 @@ __attribute__((always_inline)) inline Step DecodeAcSymbol(BitReader& reader, uin
 // One block's AC coefficients, after its DC code and value (at most 22 bits) were
 // read from a fresh refill. A 64-bit buffer holds two symbols of at most 26 bits
 // per refill, so it refills every other symbol.
-__attribute__((always_inline)) inline bool DecodeAc(BitReader& reader, uint32_t& symbolCount,
-                                                    const CombinedAcEntry* combined, const AcDecodingEntry* firstLevel,
-                                                    const AcDecodingEntry* secondLevel, int16_t* block,
-                                                    const int16_t* areaEnd) {
+template <bool Predecoded>
+__attribute__((always_inline)) inline bool DecodeAc(BitReader& reader, uint32_t& symbolCount, const AcTables& tables,
+                                                    int16_t* block, const int16_t* areaEnd) {
   uint32_t k = 1;
   Step step = Step::kNext;
   if constexpr (kReadyBits >= 22 + 26) {
-    step = DecodeAcSymbol(reader, symbolCount, k, combined, firstLevel, secondLevel, block, areaEnd);
+    step = DecodeAcSymbol<Predecoded>(reader, symbolCount, k, tables, block, areaEnd);
   }
   while (step == Step::kNext) {
     const uint32_t unrefilled = reader.count;
     reader.Refill();
-    step = DecodeAcSymbol(reader, symbolCount, k, combined, firstLevel, secondLevel, block, areaEnd);
+    step = DecodeAcSymbol<Predecoded>(reader, symbolCount, k, tables, block, areaEnd);
     // The refill came after the block's last symbol: its bits are not the symbol's.
     if (step == Step::kFull) symbolCount += reader.count - unrefilled;
     if constexpr (kReadyBits >= 26 + 26) {
       if (step != Step::kNext) break;
-      step = DecodeAcSymbol(reader, symbolCount, k, combined, firstLevel, secondLevel, block, areaEnd);
+      step = DecodeAcSymbol<Predecoded>(reader, symbolCount, k, tables, block, areaEnd);
     }
   }
   return step != Step::kFailed;
@@ -173,6 +194,7 @@ void EntropyDecoder::ResetForField(const FrameDescription& description) {
     combinedAcTables_[table] = CombinedAcTable(table);
     dcLookupTables_[table] = DcLookupTable(table);
   }
+  predecodedLuma_ = PredecodedLumaAcTable();
 }
 
 void EntropyDecoder::SetInput(const uint8_t* data) {
@@ -190,7 +212,12 @@ int32_t EntropyDecoder::DecodeMcu(McuWorkspace& workspace) {
   return DecodeBlocks(workspace.coefficients);
 }
 
-int32_t EntropyDecoder::DecodeBlocks(int16_t* coefficients) {
+int32_t EntropyDecoder::DecodeBlocks(int16_t* coefficients) { return DecodeAllBlocks<false>(coefficients); }
+
+int32_t EntropyDecoder::DecodeBlocksPredecoded(int16_t* coefficients) { return DecodeAllBlocks<true>(coefficients); }
+
+template <bool PredecodedLuma>
+int32_t EntropyDecoder::DecodeAllBlocks(int16_t* coefficients) {
   // Sampling factors come from the stream: an MCU the workspace cannot hold is bad data.
   const uint64_t totalBlocks = uint64_t{lumaBlocks_} + cbBlocks_ + crBlocks_;
   if (totalBlocks > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
@@ -207,9 +234,9 @@ int32_t EntropyDecoder::DecodeBlocks(int16_t* coefficients) {
     const int table = component == 0 ? 0 : 1;
     const uint8_t* dcLookup = dcLookupTables_[table];
     const uint32_t dcBits = kDcLookupBits[table];
-    const CombinedAcEntry* combined = combinedAcTables_[table];
-    const AcDecodingEntry* firstLevel = huffmanTables_[table == 0 ? kLumaAcFirst : kChromaAcFirst];
-    const AcDecodingEntry* secondLevel = huffmanTables_[table == 0 ? kLumaAcSecond : kChromaAcSecond];
+    const AcTables tables = {predecodedLuma_, combinedAcTables_[table],
+                             huffmanTables_[table == 0 ? kLumaAcFirst : kChromaAcFirst],
+                             huffmanTables_[table == 0 ? kLumaAcSecond : kChromaAcSecond]};
     int16_t predictor = dcPredictors_[component];
     for (uint32_t b = 0; b < blockCounts[component]; ++b, block += kBlockCoefficients) {
       reader.Refill();
@@ -222,7 +249,10 @@ int32_t EntropyDecoder::DecodeBlocks(int16_t* coefficients) {
       reader.Skip(lengthAndCategory >> 4);
       predictor = int16_t(uint16_t(predictor + reader.ReadExtended(lengthAndCategory & 15)));
       block[0] = predictor;
-      if (!DecodeAc(reader, symbolCount, combined, firstLevel, secondLevel, block, areaEnd)) {
+      const bool decoded = PredecodedLuma && table == 0
+                               ? DecodeAc<true>(reader, symbolCount, tables, block, areaEnd)
+                               : DecodeAc<false>(reader, symbolCount, tables, block, areaEnd);
+      if (!decoded) {
         ok = false;
         break;
       }

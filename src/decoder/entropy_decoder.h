@@ -12,6 +12,7 @@ namespace trvx {
 
 struct McuWorkspace;
 struct CombinedAcEntry;
+struct PredecodedAcEntry;
 
 constexpr int32_t kEntropyDecodeFailed = static_cast<int32_t>(0x80004005u);  // E_FAIL
 
@@ -37,12 +38,16 @@ class EntropyDecoder {
   uint32_t BytesConsumed() const;
 
  protected:
-  // The whole MCU into an area already cleared.
+  // The whole MCU into an area already cleared; the second reads luminance AC codes
+  // through the pre-decoded table first.
   int32_t DecodeBlocks(int16_t* coefficients);
+  int32_t DecodeBlocksPredecoded(int16_t* coefficients);
   // Out of line: the derived classes' files are built for other instruction sets.
   const uint8_t* InputPosition() const;
 
  private:
+  template <bool PredecodedLuma>
+  int32_t DecodeAllBlocks(int16_t* coefficients);
   // Stores the state the 16-bit refills would have left, from the wide reader's.
   void ToRefillState(uint64_t wideBuffer, uint32_t wideCount, uint32_t symbolCount, const uint8_t* widePosition,
                      uint32_t skipped, uint32_t startCount, const uint8_t* startPosition);
@@ -59,6 +64,11 @@ class EntropyDecoder {
   // Process-wide lookup tables derived from the same codes (luminance, chrominance).
   const CombinedAcEntry* combinedAcTables_[2] = {};
   const uint8_t* dcLookupTables_[2] = {};
+  const PredecodedAcEntry* predecodedLuma_ = nullptr;
+  // A session makes its two decoders one after the other, and they run on two
+  // threads: without this gap the next one's reader state, written after every MCU,
+  // can share a cache line with the tables this one reads for every MCU.
+  [[maybe_unused]] uint8_t cacheLineGap_[64] = {};
 };
 
 // Processor classes 1 and 3: clears the MCU with MMX stores.
@@ -67,7 +77,8 @@ class EntropyDecoderMmx final : public EntropyDecoder {
   int32_t DecodeMcu(McuWorkspace& workspace) override;
 };
 
-// Processor class 15: clears the MCU with SSE stores.
+// Processor class 15: clears the MCU with SSE stores and reads luminance AC codes
+// through the pre-decoded table.
 class EntropyDecoderPredecoded final : public EntropyDecoder {
  public:
   int32_t DecodeMcu(McuWorkspace& workspace) override;

@@ -19,7 +19,7 @@ int32_t EntropyDecoderPredecoded::DecodeMcu(McuWorkspace& workspace) {
         : "r"(out + offset)
         : "xmm0", "memory");
   }
-  return DecodeBlocks(workspace.coefficients);
+  return DecodeBlocksPredecoded(workspace.coefficients);
 }
 
 }  // namespace trvx
@@ -29,7 +29,7 @@ namespace trvx {
 int32_t EntropyDecoderPredecoded::DecodeMcu(McuWorkspace& workspace) {
   if (workspace.blocksPerMcu > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
   std::memset(workspace.coefficients, 0, workspace.blocksPerMcu * kBlockCoefficients * sizeof(int16_t));
-  return DecodeBlocks(workspace.coefficients);
+  return DecodeBlocksPredecoded(workspace.coefficients);
 }
 }  // namespace trvx
 #endif

@@ -41,18 +41,32 @@ TRVX_INLINE __m128i MulLow(__m128i x, __m128i c) { return _mm_mulhi_epi16(x, c);
 TRVX_INLINE __m128i MulHigh(__m128i x, __m128i c) { return _mm_add_epi16(_mm_mulhi_epi16(x, c), x); }
 
 // The plain one-dimensional transform without its factor 1/2, down all eight columns
-// at once.
+// at once. LowHalf: x4..x7 are zero and left unread. Their products are then zero and
+// a saturating add or subtract of zero changes nothing, so dropping those terms gives
+// the same words; only o5 keeps its subtraction from zero, which saturates.
+template <bool LowHalf>
 TRVX_INLINE void Butterfly(__m128i* v, const __m128i* k) {
   const __m128i x0 = v[0], x1 = v[1], x2 = v[2], x3 = v[3];
-  const __m128i x4 = v[4], x5 = v[5], x6 = v[6], x7 = v[7];
-  const __m128i e = MulHigh(_mm_adds_epi16(x0, x4), k[kC4]);
-  const __m128i b = MulHigh(_mm_subs_epi16(x0, x4), k[kC4]);
-  const __m128i t2 = _mm_adds_epi16(MulHigh(x2, k[kC2]), MulLow(x6, k[kS2]));
-  const __m128i t6 = _mm_subs_epi16(MulLow(x2, k[kS2]), MulHigh(x6, k[kC2]));
-  const __m128i o1 = _mm_adds_epi16(MulHigh(x1, k[kC1]), MulLow(x7, k[kS1]));
-  const __m128i o7 = _mm_subs_epi16(MulLow(x1, k[kS1]), MulHigh(x7, k[kC1]));
-  const __m128i o3 = _mm_adds_epi16(MulHigh(x3, k[kC3]), MulHigh(x5, k[kS3]));
-  const __m128i o5 = _mm_subs_epi16(MulHigh(x5, k[kC3]), MulHigh(x3, k[kS3]));
+  __m128i e, b, t2, t6, o1, o7, o3, o5;
+  if constexpr (LowHalf) {
+    e = b = MulHigh(x0, k[kC4]);
+    t2 = MulHigh(x2, k[kC2]);
+    t6 = MulLow(x2, k[kS2]);
+    o1 = MulHigh(x1, k[kC1]);
+    o7 = MulLow(x1, k[kS1]);
+    o3 = MulHigh(x3, k[kC3]);
+    o5 = _mm_subs_epi16(_mm_setzero_si128(), MulHigh(x3, k[kS3]));
+  } else {
+    const __m128i x4 = v[4], x5 = v[5], x6 = v[6], x7 = v[7];
+    e = MulHigh(_mm_adds_epi16(x0, x4), k[kC4]);
+    b = MulHigh(_mm_subs_epi16(x0, x4), k[kC4]);
+    t2 = _mm_adds_epi16(MulHigh(x2, k[kC2]), MulLow(x6, k[kS2]));
+    t6 = _mm_subs_epi16(MulLow(x2, k[kS2]), MulHigh(x6, k[kC2]));
+    o1 = _mm_adds_epi16(MulHigh(x1, k[kC1]), MulLow(x7, k[kS1]));
+    o7 = _mm_subs_epi16(MulLow(x1, k[kS1]), MulHigh(x7, k[kC1]));
+    o3 = _mm_adds_epi16(MulHigh(x3, k[kC3]), MulHigh(x5, k[kS3]));
+    o5 = _mm_subs_epi16(MulHigh(x5, k[kC3]), MulHigh(x3, k[kS3]));
+  }
   const __m128i p = MulHigh(_mm_adds_epi16(o3, o5), k[kC4]);
   const __m128i q = MulHigh(_mm_adds_epi16(o1, o7), k[kC4]);
   const __m128i r = MulHigh(_mm_subs_epi16(o5, o3), k[kC4]);
@@ -71,23 +85,39 @@ TRVX_INLINE void Butterfly(__m128i* v, const __m128i* k) {
   v[7] = _mm_subs_epi16(et2, o13);
 }
 
+// LowHalf: only rows 0..3 of the result, for a half transform that reads no more.
+template <bool LowHalf>
 TRVX_INLINE void Transpose(__m128i* v) {
-  const __m128i a = _mm_unpacklo_epi16(v[0], v[1]), b = _mm_unpackhi_epi16(v[0], v[1]);
-  const __m128i c = _mm_unpacklo_epi16(v[2], v[3]), d = _mm_unpackhi_epi16(v[2], v[3]);
-  const __m128i e = _mm_unpacklo_epi16(v[4], v[5]), f = _mm_unpackhi_epi16(v[4], v[5]);
-  const __m128i g = _mm_unpacklo_epi16(v[6], v[7]), h = _mm_unpackhi_epi16(v[6], v[7]);
+  const __m128i a = _mm_unpacklo_epi16(v[0], v[1]), c = _mm_unpacklo_epi16(v[2], v[3]);
+  const __m128i e = _mm_unpacklo_epi16(v[4], v[5]), g = _mm_unpacklo_epi16(v[6], v[7]);
   const __m128i ac0 = _mm_unpacklo_epi32(a, c), ac1 = _mm_unpackhi_epi32(a, c);
-  const __m128i bd0 = _mm_unpacklo_epi32(b, d), bd1 = _mm_unpackhi_epi32(b, d);
   const __m128i eg0 = _mm_unpacklo_epi32(e, g), eg1 = _mm_unpackhi_epi32(e, g);
-  const __m128i fh0 = _mm_unpacklo_epi32(f, h), fh1 = _mm_unpackhi_epi32(f, h);
+  // Read before v[0..3] are replaced; the half transform never uses them.
+  const __m128i b = _mm_unpackhi_epi16(v[0], v[1]), d = _mm_unpackhi_epi16(v[2], v[3]);
+  const __m128i f = _mm_unpackhi_epi16(v[4], v[5]), h = _mm_unpackhi_epi16(v[6], v[7]);
   v[0] = _mm_unpacklo_epi64(ac0, eg0);
   v[1] = _mm_unpackhi_epi64(ac0, eg0);
   v[2] = _mm_unpacklo_epi64(ac1, eg1);
   v[3] = _mm_unpackhi_epi64(ac1, eg1);
+  if constexpr (LowHalf) return;
+  const __m128i bd0 = _mm_unpacklo_epi32(b, d), bd1 = _mm_unpackhi_epi32(b, d);
+  const __m128i fh0 = _mm_unpacklo_epi32(f, h), fh1 = _mm_unpackhi_epi32(f, h);
   v[4] = _mm_unpacklo_epi64(bd0, fh0);
   v[5] = _mm_unpackhi_epi64(bd0, fh0);
   v[6] = _mm_unpacklo_epi64(bd1, fh1);
   v[7] = _mm_unpackhi_epi64(bd1, fh1);
+}
+
+// Both passes of one block held in v, rows in natural order. With LowHalf rows and
+// columns 4..7 are zero; they stay zero through the first pass, so both passes run
+// the half transform and give the same words as the full one.
+template <bool LowHalf>
+TRVX_INLINE void Reconstruct(__m128i* v, const __m128i* k) {
+  Transpose<LowHalf>(v);
+  for (int i = 0; i < (LowHalf ? 4 : 8); ++i) v[i] = _mm_adds_epi16(v[i], v[i]);
+  Butterfly<LowHalf>(v, k);
+  Transpose<LowHalf>(v);
+  Butterfly<LowHalf>(v, k);
 }
 
 }  // namespace
@@ -106,11 +136,16 @@ void ReconstructSse2(McuWorkspace& workspace) {
         reinterpret_cast<__m128i*>(workspace.coefficients + blockIndex * kBlockCoefficients);
     __m128i v[8];
     for (int i = 0; i < 8; ++i) v[i] = _mm_load_si128(rows + i);
-    Transpose(v);
-    for (int i = 0; i < 8; ++i) v[i] = _mm_adds_epi16(v[i], v[i]);
-    Butterfly(v, k);
-    Transpose(v);
-    Butterfly(v, k);
+    // Most chrominance blocks and some luminance ones keep their coefficients in the
+    // top left quarter.
+    const __m128i top = _mm_or_si128(_mm_or_si128(v[0], v[1]), _mm_or_si128(v[2], v[3]));
+    const __m128i bottom = _mm_or_si128(_mm_or_si128(v[4], v[5]), _mm_or_si128(v[6], v[7]));
+    const __m128i outside = _mm_or_si128(bottom, _mm_srli_si128(top, 8));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(outside, _mm_setzero_si128())) == 0xFFFF) {
+      Reconstruct<true>(v, k);
+    } else {
+      Reconstruct<false>(v, k);
+    }
     for (int i = 0; i < 8; ++i) {
       _mm_store_si128(rows + i, _mm_srai_epi16(_mm_adds_epi16(v[i], k[kRound]), 2));
     }

@@ -55,7 +55,7 @@ int32_t OutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outputFo
   return Setup(outputBits, outputFormat, description, DetectProcessor());
 }
 
-bool OutputConverter::TakeFrame(uint8_t* outputBits, const FrameDescription& description) {
+bool OutputConverter::TakeFrame(uint8_t* outputBits, const FrameDescription& description, int32_t processorFlag) {
   outputBase_ = outputBits;
   rowBytes_ = bytesPerPixel_ * description.width;
   fieldCount_ = description.fieldCount;
@@ -63,11 +63,16 @@ bool OutputConverter::TakeFrame(uint8_t* outputBits, const FrameDescription& des
   fieldHeight_ = description.height;
   // A frame Setup cannot convert must not keep the previous frame's kernel.
   kernel_ = nullptr;
+  finishField_ = PixelKernelPath(processorFlag) == KernelPath::Sse ? FenceStreamingStores : nullptr;
   const uint8_t* s = description.sampling;
   const int luma = s[0] * s[1];
   const int cb = s[2] * s[3];
   const int cr = s[4] * s[5];
   return luma == 2 && cb == 1 && cr == 1;
+}
+
+void OutputConverter::FinishField() const {
+  if (finishField_ != nullptr) finishField_();
 }
 
 int32_t OutputConverter::RunKernel(uint8_t* dest, const McuWorkspace& workspace) const {
@@ -78,7 +83,7 @@ int32_t OutputConverter::RunKernel(uint8_t* dest, const McuWorkspace& workspace)
 int32_t RgbOutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
                                   const FrameDescription& description, int32_t processorFlag) {
   bytesPerPixel_ = static_cast<uint8_t>(outputFormat.bitCount >> 3);
-  if (!TakeFrame(outputBits, description)) return 0;
+  if (!TakeFrame(outputBits, description, processorFlag)) return 0;
   kernel_ = SelectRgbOutputKernel(processorFlag, bytesPerPixel_);
   return 0;
 }
@@ -106,7 +111,7 @@ int32_t YuvOutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outpu
     kernel_ = nullptr;
     return kOutputSetupFailed;
   }
-  if (!TakeFrame(outputBits, description)) return 0;
+  if (!TakeFrame(outputBits, description, processorFlag)) return 0;
   // As stored, not upper-cased: a lower-case FourCC passes the classifier but gets
   // no kernel here.
   kernel_ = SelectYuvOutputKernel(processorFlag, outputFormat.compression);

@@ -58,6 +58,11 @@ int32_t OutputYuy2Sse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 int32_t OutputYvyuSse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 int32_t OutputY16Sse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 
+// The SSE kernels' stores are non-temporal and not fenced: a fence after every MCU
+// makes the next MCU's loads wait for the stores to drain. One fence per field makes
+// them visible before the field is handed on.
+void FenceStreamingStores();
+
 // Kernel choice: a switch on the whole flag value, so an AMD with SSE2 (159) and any
 // unknown value get the plain kernels. Null when the depth or FourCC has none.
 OutputKernel SelectRgbOutputKernel(int32_t processorFlag, uint8_t bytesPerPixel);
@@ -86,14 +91,18 @@ class OutputConverter {
 
   OutputKernel kernel() const { return kernel_; }
 
+  // After a field's last Convert, on the thread that converted it.
+  void FinishField() const;
+
  protected:
   // Stores what both families keep; false unless the sampling is 4:2:2.
-  bool TakeFrame(uint8_t* outputBits, const FrameDescription& description);
+  bool TakeFrame(uint8_t* outputBits, const FrameDescription& description, int32_t processorFlag);
   int32_t RunKernel(uint8_t* dest, const McuWorkspace& workspace) const;
 
   uint8_t* outputBase_ = nullptr;
   uint32_t rowBytes_ = 0;
   OutputKernel kernel_ = nullptr;
+  void (*finishField_)() = nullptr;
   uint8_t bytesPerPixel_ = 0;
   uint8_t fieldCount_ = 0;
   uint32_t width_ = 0;

@@ -103,8 +103,6 @@ void ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
       Stream(out + 16, _mm_or_si64(_mm_srli_si64(p2, 32), _mm_slli_si64(p3, 16)));
     }
   }
-  // Non-temporal stores must be visible before the caller hands the frame on.
-  _mm_sfence();
 }
 
 }  // namespace

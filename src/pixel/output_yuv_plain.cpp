@@ -1,4 +1,6 @@
 // Packed and blocked YUV kernels for the plain path: samples x 8.
+#include <cstddef>
+
 #include "pixel/output_converter.h"
 
 namespace trvx {
@@ -17,7 +19,12 @@ struct LevelTable {
 };
 constexpr LevelTable kLevelTable;
 
-inline uint8_t ToByte(int16_t sample) { return kLevelTable.values[((sample + 4) >> 3) + kLevelBias]; }
+// Indexed from the table's middle at pointer width: neither the bias nor a sign
+// extension costs an instruction per sample.
+inline uint8_t ToByte(int16_t sample) {
+  const uint8_t* levels = kLevelTable.values + kLevelBias;
+  return levels[(std::ptrdiff_t{sample} + 4) >> 3];
+}
 
 // Byte positions of Y0, U, Y1, V within each two-pixel group.
 template <int Y0, int U, int Y1, int V>

@@ -1,5 +1,6 @@
 // YUV kernels for the SSE path (samples x 16): the MMX arithmetic with non-temporal
-// stores, so the frame does not evict the decoder's tables. Built with -mmmx -msse.
+// stores, so the frame does not evict the decoder's tables, and the fence that ends
+// them. Built with -mmmx -msse.
 #include "pixel/output_converter.h"
 
 #if defined(__i386__) || defined(__x86_64__)
@@ -56,8 +57,6 @@ void ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
       Store(dest + 24, _mm_unpackhi_pi8(right, pairsRight));
     }
   }
-  // Non-temporal stores must be visible before the caller hands the frame on.
-  _mm_sfence();
 }
 
 }  // namespace
@@ -82,6 +81,8 @@ int32_t OutputY16Sse(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
   return 0;
 }
 
+void FenceStreamingStores() { _mm_sfence(); }
+
 }  // namespace trvx
 #else
 // Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
@@ -90,5 +91,6 @@ int32_t OutputUyvySse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputU
 int32_t OutputYuy2Sse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYuy2Plain(d, s, r); }
 int32_t OutputYvyuSse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYvyuPlain(d, s, r); }
 int32_t OutputY16Sse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputY16Plain(d, s, r); }
+void FenceStreamingStores() {}
 }  // namespace trvx
 #endif

@@ -316,6 +316,31 @@ TEST_P(EntropyDecoderClasses, UndecodableDataFailsAndARunPastTheBlockStoresItsVa
 INSTANTIATE_TEST_SUITE_P(EntropyAllProcessorFlags, EntropyDecoderClasses,
                          ::testing::Values(0, 1, 3, 15, 31, 135, 143, 159));
 
+// Class 15 reads luminance AC codes from the pre-decoded table before the combined
+// table every class reads: where code and value fit in 9 bits both must agree, and
+// elsewhere the entry must stay unfilled so that the combined table decides.
+TEST(PredecodedLumaTable, AgreesWithTheCombinedTableAndLeavesLongerSymbolsUnfilled) {
+  BuildHuffmanDecodingTables();
+  const CombinedAcEntry* combined = CombinedAcTable(0);
+  const PredecodedAcEntry* predecoded = PredecodedLumaAcTable();
+  int filled = 0;
+  for (uint32_t index = 0; index < 512; ++index) {
+    const CombinedAcEntry c = combined[index << (kCombinedAcBits - 9)];
+    const PredecodedAcEntry p = predecoded[index];
+    if (c.run != kUnfilledRun && (c.dropAndSize >> 4) == 0 && c.dropAndSize <= 9) {
+      ++filled;
+      EXPECT_EQ(p.value, c.value) << index;
+      EXPECT_EQ(p.run, c.run) << index;
+      EXPECT_EQ(p.length, c.dropAndSize) << index;
+    } else {
+      EXPECT_EQ(p.value, -1) << index;
+      EXPECT_EQ(p.run, 0xFF) << index;
+      EXPECT_EQ(p.length, kNotPredecoded) << index;
+    }
+  }
+  EXPECT_GT(filled, 256);
+}
+
 TEST(EntropyDecoderFactory, PicksTheClassOfTheSessionsSelectionRow) {
   const struct {
     int32_t flag;
