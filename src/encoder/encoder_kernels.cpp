@@ -73,7 +73,7 @@ EncoderKernels SelectEncoderKernels(int32_t processorFlag) {
     case kProcessorAmdSse:
       return {ForwardDctMmx, ZigzagSse, QuantiseMmx, true};
     case kProcessorIntelSse2:
-      return {ForwardDctMmx, ZigzagSse, QuantiseSse2, true};
+      return {ForwardDctSse2, ZigzagSse, QuantiseSse2, true};
     default:
       // AMD with SSE2 (159) deliberately takes the plain path too.
       break;
