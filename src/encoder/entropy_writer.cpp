@@ -7,8 +7,6 @@
 
 namespace trvx {
 
-uint64_t NonZeroCoefficientMask(const int16_t* block);
-
 // Bit k set for each non-zero coefficient k of the block, four coefficients per
 // 64-bit word: a lane's top bit ends up set when any of its bits is, and one
 // multiply gathers the four top bits. The zero words at the end, where most
@@ -135,10 +133,13 @@ void EntropyWriter::Flush() {
 
 std::unique_ptr<EntropyWriter> MakeEntropyWriter(int32_t processorFlag) {
   switch (processorFlag) {
+#if defined(__i386__) || defined(__x86_64__)
+    case kProcessorIntelSse2:
+      return std::make_unique<EntropyWriterMmx>(NonZeroCoefficientMaskSse2);
+#endif
     case kProcessorAmdMmx:
     case kProcessorIntelMmx:
     case kProcessorIntelSse:
-    case kProcessorIntelSse2:
     case kProcessorAmdMmxExtensions:
     case kProcessorAmdSse:
       return std::make_unique<EntropyWriterMmx>();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 
 #include "decoder/frame_description.h"
@@ -12,6 +13,12 @@
 namespace trvx {
 
 constexpr int32_t kEncodeMcuFailed = -100;
+
+// Bit k set for each non-zero coefficient k of a block. The SSE2 variant needs the
+// block 16-byte aligned.
+using NonZeroMaskKernel = uint64_t (*)(const int16_t* block);
+uint64_t NonZeroCoefficientMask(const int16_t* block);
+uint64_t NonZeroCoefficientMaskSse2(const int16_t* block);
 
 // Per field: SetOutput, BeginField, EncodeMcu per MCU, Flush, BytesWritten. The output
 // space is never checked: the caller's buffer is trusted to hold the field.
@@ -49,6 +56,19 @@ class EntropyWriter {
     *cursor_++ = byte;
     if (byte == 0xFF) *cursor_++ = 0;
   }
+  // Four bytes, the first from the top; stored at once when none of them is 0xFF.
+  void PutWord(uint32_t word) {
+    if (((word & 0x7F7F7F7Fu) + 0x01010101u) & word & 0x80808080u) {
+      PutByte(uint8_t(word >> 24));
+      PutByte(uint8_t(word >> 16));
+      PutByte(uint8_t(word >> 8));
+      PutByte(uint8_t(word));
+      return;
+    }
+    const uint8_t bytes[4] = {uint8_t(word >> 24), uint8_t(word >> 16), uint8_t(word >> 8), uint8_t(word)};
+    std::memcpy(cursor_, bytes, sizeof bytes);
+    cursor_ += sizeof bytes;
+  }
   int16_t& Predictor(int component) { return dcPredictors_[component]; }
   void ResetPredictors();
 
@@ -72,7 +92,7 @@ class EntropyWriter {
 // Emits the same symbols as the base class but pads the last byte with 0-bits.
 class EntropyWriterMmx final : public EntropyWriter {
  public:
-  EntropyWriterMmx();
+  explicit EntropyWriterMmx(NonZeroMaskKernel nonZeroMask = NonZeroCoefficientMask);
   int32_t EncodeMcu(const BlockBuffer& blocks) override;
   void Flush() override;
 
@@ -83,6 +103,7 @@ class EntropyWriterMmx final : public EntropyWriter {
   }
   void Drain();
 
+  NonZeroMaskKernel nonZeroMask_;
   uint64_t accumulator_ = 0;
   uint32_t pending_ = 0;
 };
@@ -98,8 +119,8 @@ inline uint32_t MagnitudeSize(int32_t value) {
   return size;
 }
 
-// The MMX writer for processor classes 1, 3, 15, 31, 135 and 143, the plain one for
-// every other flag (159 included).
+// The MMX writer for processor classes 1, 3, 15, 31, 135 and 143 (with the SSE2 mask
+// for 31), the plain one for every other flag (159 included).
 std::unique_ptr<EntropyWriter> MakeEntropyWriter(int32_t processorFlag);
 
 }  // namespace trvx

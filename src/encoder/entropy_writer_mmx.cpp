@@ -7,10 +7,6 @@
 
 namespace trvx {
 
-// Bit k set for each non-zero coefficient k of a block; defined in entropy_writer.cpp
-// and shared by both writers.
-uint64_t NonZeroCoefficientMask(const int16_t* block);
-
 namespace {
 
 // Amplitude bits x 256 + size for |v| <= 255, indexed by the low 10 bits of v: most
@@ -46,15 +42,13 @@ inline uint32_t Amplitude(int32_t value, uint32_t& size) {
 
 }  // namespace
 
-EntropyWriterMmx::EntropyWriterMmx() { std::call_once(g_amplitudesBuilt, BuildAmplitudes); }
+EntropyWriterMmx::EntropyWriterMmx(NonZeroMaskKernel nonZeroMask) : nonZeroMask_(nonZeroMask) {
+  std::call_once(g_amplitudesBuilt, BuildAmplitudes);
+}
 
 void EntropyWriterMmx::Drain() {
   if (pending_ < 32) return;
-  const uint32_t word = uint32_t(accumulator_ >> (pending_ - 32));
-  PutByte(uint8_t(word >> 24));
-  PutByte(uint8_t(word >> 16));
-  PutByte(uint8_t(word >> 8));
-  PutByte(uint8_t(word));
+  PutWord(uint32_t(accumulator_ >> (pending_ - 32)));
   pending_ -= 32;
 }
 
@@ -73,7 +67,7 @@ int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
 
     // Walk the non-zero coefficients; runs of 16 zeros before one become ZRL symbols.
     // Bit k of `rest` stands for coefficient previous + 1 + k.
-    uint64_t rest = NonZeroCoefficientMask(block) >> 1;
+    uint64_t rest = nonZeroMask_(block) >> 1;
     int previous = 0;
     while (rest != 0) {
       const int skipped = __builtin_ctzll(rest);
