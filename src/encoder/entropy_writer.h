@@ -50,25 +50,36 @@ class EntropyWriter {
     int component;
   };
   // The tables and predictor slot of the MCU's block at `index`, or false past its end.
-  bool CodesForBlock(uint32_t index, BlockCodes& codes) const;
+  bool CodesForBlock(uint32_t index, BlockCodes& codes) const {
+    if (index < lumaBlocks_) {
+      codes = {lumaTable_, kLumaDcCodes, 0};
+    } else if (index < lumaBlocks_ + cbBlocks_) {
+      codes = {chromaTable_, kChromaDcCodes, 1};
+    } else if (index < lumaBlocks_ + cbBlocks_ + crBlocks_) {
+      codes = {chromaTable_, kChromaDcCodes, 2};
+    } else {
+      return false;
+    }
+    return true;
+  }
 
-  void PutByte(uint8_t byte) {
-    *cursor_++ = byte;
-    if (byte == 0xFF) *cursor_++ = 0;
+  // Byte output with 0xFF stuffing, on a cursor that a writer may keep in a register:
+  // stores through it could otherwise alias the writer's own fields.
+  static void PutByte(uint8_t*& cursor, uint8_t byte) {
+    *cursor++ = byte;
+    if (byte == 0xFF) *cursor++ = 0;
   }
   // Four bytes, the first from the top; stored at once when none of them is 0xFF.
-  void PutWord(uint32_t word) {
+  static void PutWord(uint8_t*& cursor, uint32_t word) {
     if (((word & 0x7F7F7F7Fu) + 0x01010101u) & word & 0x80808080u) {
-      PutByte(uint8_t(word >> 24));
-      PutByte(uint8_t(word >> 16));
-      PutByte(uint8_t(word >> 8));
-      PutByte(uint8_t(word));
+      for (int shift = 24; shift >= 0; shift -= 8) PutByte(cursor, uint8_t(word >> shift));
       return;
     }
     const uint8_t bytes[4] = {uint8_t(word >> 24), uint8_t(word >> 16), uint8_t(word >> 8), uint8_t(word)};
-    std::memcpy(cursor_, bytes, sizeof bytes);
-    cursor_ += sizeof bytes;
+    std::memcpy(cursor, bytes, sizeof bytes);
+    cursor += sizeof bytes;
   }
+  uint8_t*& Cursor() { return cursor_; }
   int16_t& Predictor(int component) { return dcPredictors_[component]; }
   void ResetPredictors();
 
@@ -96,12 +107,9 @@ class EntropyWriterMmx final : public EntropyWriter {
   int32_t EncodeMcu(const BlockBuffer& blocks) override;
   void Flush() override;
 
+
  private:
-  void Put(uint32_t code, uint32_t count) {
-    accumulator_ = accumulator_ << count | code;
-    pending_ += count;
-  }
-  void Drain();
+  struct BitSink;
 
   NonZeroMaskKernel nonZeroMask_;
   uint64_t accumulator_ = 0;

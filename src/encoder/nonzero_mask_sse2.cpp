@@ -14,14 +14,14 @@ __attribute__((force_align_arg_pointer))
 uint64_t NonZeroCoefficientMaskSse2(const int16_t* block) {
   const auto* rows = reinterpret_cast<const __m128i*>(block);
   const __m128i zero = _mm_setzero_si128();
-  uint64_t zeros = 0;
-  // Sixteen coefficients per step: their zero flags as bytes, then as bits.
-  for (int i = 0; i < 4; ++i) {
-    const __m128i flags = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_load_si128(rows + 2 * i), zero),
-                                          _mm_cmpeq_epi16(_mm_load_si128(rows + 2 * i + 1), zero));
-    zeros |= uint64_t(uint32_t(_mm_movemask_epi8(flags))) << (16 * i);
-  }
-  return ~zeros;
+  // Zero flags of sixteen coefficients as bytes, then as bits.
+  const auto zeros = [&](int row) {
+    const __m128i flags = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_load_si128(rows + row), zero),
+                                          _mm_cmpeq_epi16(_mm_load_si128(rows + row + 1), zero));
+    return uint32_t(_mm_movemask_epi8(flags));
+  };
+  const uint32_t low = zeros(0) | zeros(2) << 16, high = zeros(4) | zeros(6) << 16;
+  return ~(uint64_t(high) << 32 | low);
 }
 
 }  // namespace trvx
