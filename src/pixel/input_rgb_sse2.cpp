@@ -21,32 +21,58 @@ __m128i Load(const uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const _
 
 void Store(int16_t* p, __m128i value) { _mm_store_si128(reinterpret_cast<__m128i*>(p), value); }
 
-// Four 3-byte pixels from the low twelve bytes to one per 32-bit lane (top byte junk):
-// lanes 2 and 3 move up two bytes, then lanes 1 and 3 one more.
-TRVX_INLINE __m128i Widen(__m128i packed) {
-  const __m128i halves = _mm_castpd_si128(
-      _mm_move_sd(_mm_castsi128_pd(_mm_slli_si128(packed, 2)), _mm_castsi128_pd(packed)));
-  const __m128i odd = _mm_set_epi32(-1, 0, -1, 0);
-  return _mm_or_si128(_mm_andnot_si128(odd, halves), _mm_and_si128(odd, _mm_slli_si128(halves, 1)));
+// One channel of the row's sixteen pixels as words: the even pixels and the odd ones.
+struct Channel {
+  __m128i even, odd;
+};
+struct Row {
+  Channel b, g, r;
+};
+
+// Each round interleaves the bytes of the row's first half with those of its second
+// half; after three rounds the bytes are sorted by channel, even pixels before odd.
+TRVX_INLINE Row Unpack(__m128i b0g0, __m128i r0b1, __m128i g1r1) {
+  const __m128i zero = _mm_setzero_si128();
+  return {{_mm_unpacklo_epi8(b0g0, zero), _mm_unpackhi_epi8(r0b1, zero)},
+          {_mm_unpackhi_epi8(b0g0, zero), _mm_unpacklo_epi8(g1r1, zero)},
+          {_mm_unpacklo_epi8(r0b1, zero), _mm_unpackhi_epi8(g1r1, zero)}};
 }
 
-// One byte of every pixel, sixteen pixels to two vectors of eight words.
-struct Channel {
-  __m128i left, right;
-};
-TRVX_INLINE Channel Extract(const __m128i* pixels, int shift) {
-  const __m128i byte = _mm_set1_epi32(0xFF);
-  __m128i words[4];
-  for (int i = 0; i < 4; ++i) words[i] = _mm_and_si128(_mm_srli_epi32(pixels[i], shift), byte);
-  return {_mm_packs_epi32(words[0], words[1]), _mm_packs_epi32(words[2], words[3])};
+// 48 bytes of 3-byte pixels in three registers: the six half-registers are taken in
+// pairs (first with fourth, second with fifth, third with sixth).
+TRVX_INLINE void Round3(__m128i& a, __m128i& b, __m128i& c) {
+  const __m128i first = _mm_unpacklo_epi8(a, _mm_srli_si128(b, 8));
+  const __m128i second = _mm_unpackhi_epi8(a, _mm_slli_si128(c, 8));
+  const __m128i third = _mm_unpacklo_epi8(b, _mm_srli_si128(c, 8));
+  a = first;
+  b = second;
+  c = third;
+}
+
+TRVX_INLINE Row Unpack24(const uint8_t* source) {
+  __m128i a = Load(source), b = Load(source + 16), c = Load(source + 32);
+  for (int round = 0; round < 3; ++round) Round3(a, b, c);
+  return Unpack(a, b, c);
+}
+
+// 64 bytes of 4-byte pixels: the same rounds on eight half-registers, leaving the
+// fourth byte in registers of its own.
+TRVX_INLINE Row Unpack32(const uint8_t* source) {
+  __m128i v[4] = {Load(source), Load(source + 16), Load(source + 32), Load(source + 48)};
+  for (int round = 0; round < 3; ++round) {
+    const __m128i next[4] = {_mm_unpacklo_epi8(v[0], v[2]), _mm_unpackhi_epi8(v[0], v[2]),
+                             _mm_unpacklo_epi8(v[1], v[3]), _mm_unpackhi_epi8(v[1], v[3])};
+    for (int i = 0; i < 4; ++i) v[i] = next[i];
+  }
+  // v: B and G of the even pixels, R and the fourth byte of them, then the odd pixels'.
+  const __m128i zero = _mm_setzero_si128();
+  return {{_mm_unpacklo_epi8(v[0], zero), _mm_unpacklo_epi8(v[2], zero)},
+          {_mm_unpackhi_epi8(v[0], zero), _mm_unpackhi_epi8(v[2], zero)},
+          {_mm_unpacklo_epi8(v[1], zero), _mm_unpacklo_epi8(v[3], zero)}};
 }
 
 // (c x (p0 + p1)) >> 17 for the eight pixel pairs: the high half of the product with
 // the pair's sum, halved once more.
-TRVX_INLINE __m128i PairSums(const Channel& c) {
-  const __m128i one = _mm_set1_epi16(1);
-  return _mm_packs_epi32(_mm_madd_epi16(c.left, one), _mm_madd_epi16(c.right, one));
-}
 TRVX_INLINE __m128i PairTerm(__m128i sums, int16_t weight) {
   return _mm_srai_epi16(_mm_mulhi_epi16(sums, _mm_set1_epi16(weight)), 1);
 }
@@ -58,11 +84,12 @@ TRVX_INLINE __m128i Luma(__m128i r, __m128i g, __m128i b) {
   return _mm_slli_epi16(y, 3);
 }
 
-TRVX_INLINE void ConvertRow(const __m128i* pixels, int16_t* samples) {
-  const Channel b = Extract(pixels, 0), g = Extract(pixels, 8), r = Extract(pixels, 16);
-  Store(samples, Luma(r.left, g.left, b.left));
-  Store(samples + 64, Luma(r.right, g.right, b.right));
-  const __m128i bSums = PairSums(b), gSums = PairSums(g), rSums = PairSums(r);
+TRVX_INLINE void ConvertRow(const Row& row, int16_t* samples) {
+  const __m128i even = Luma(row.r.even, row.g.even, row.b.even), odd = Luma(row.r.odd, row.g.odd, row.b.odd);
+  Store(samples, _mm_unpacklo_epi16(even, odd));
+  Store(samples + 64, _mm_unpackhi_epi16(even, odd));
+  const __m128i bSums = _mm_add_epi16(row.b.even, row.b.odd), gSums = _mm_add_epi16(row.g.even, row.g.odd),
+                rSums = _mm_add_epi16(row.r.even, row.r.odd);
   __m128i cb = _mm_subs_epi16(PairTerm(rSums, kRToCb), PairTerm(gSums, kGToCb));
   cb = _mm_adds_epi16(cb, PairTerm(bSums, kBToCb));
   __m128i cr = _mm_subs_epi16(PairTerm(rSums, kRToCr), PairTerm(gSums, kGToCr));
@@ -78,12 +105,7 @@ TRVX_INLINE void ConvertRow(const __m128i* pixels, int16_t* samples) {
 __attribute__((force_align_arg_pointer))
 #endif
 int32_t InputRgb24Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep) {
-  for (int row = 0; row < 8; ++row, source -= rowStep, samples += 8) {
-    // The last four pixels are read from byte 32 so that no load passes the row's end.
-    const __m128i pixels[4] = {Widen(Load(source)), Widen(Load(source + 12)), Widen(Load(source + 24)),
-                               Widen(_mm_srli_si128(Load(source + 32), 4))};
-    ConvertRow(pixels, samples);
-  }
+  for (int row = 0; row < 8; ++row, source -= rowStep, samples += 8) ConvertRow(Unpack24(source), samples);
   return 0;
 }
 
@@ -91,10 +113,7 @@ int32_t InputRgb24Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep
 __attribute__((force_align_arg_pointer))
 #endif
 int32_t InputRgb32Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep) {
-  for (int row = 0; row < 8; ++row, source -= rowStep, samples += 8) {
-    const __m128i pixels[4] = {Load(source), Load(source + 16), Load(source + 32), Load(source + 48)};
-    ConvertRow(pixels, samples);
-  }
+  for (int row = 0; row < 8; ++row, source -= rowStep, samples += 8) ConvertRow(Unpack32(source), samples);
   return 0;
 }
 
