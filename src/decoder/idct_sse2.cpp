@@ -1,8 +1,11 @@
-// Built with -msse2. Uses no inline function from a header (see dequantise_mmx.cpp).
+// Built with -msse2. Uses no inline function from a header (see dequantise_mmx.cpp)
+// but the static transpose, which stays in this file.
 #include "decoder/decoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <emmintrin.h>
+
+#include "pixel/transpose_sse2.h"
 
 namespace trvx {
 namespace {
@@ -71,25 +74,6 @@ TRVX_INLINE void Butterfly(__m128i* v, const __m128i* k) {
   v[7] = _mm_subs_epi16(et2, o13);
 }
 
-TRVX_INLINE void Transpose(__m128i* v) {
-  const __m128i a = _mm_unpacklo_epi16(v[0], v[1]), b = _mm_unpackhi_epi16(v[0], v[1]);
-  const __m128i c = _mm_unpacklo_epi16(v[2], v[3]), d = _mm_unpackhi_epi16(v[2], v[3]);
-  const __m128i e = _mm_unpacklo_epi16(v[4], v[5]), f = _mm_unpackhi_epi16(v[4], v[5]);
-  const __m128i g = _mm_unpacklo_epi16(v[6], v[7]), h = _mm_unpackhi_epi16(v[6], v[7]);
-  const __m128i ac0 = _mm_unpacklo_epi32(a, c), ac1 = _mm_unpackhi_epi32(a, c);
-  const __m128i bd0 = _mm_unpacklo_epi32(b, d), bd1 = _mm_unpackhi_epi32(b, d);
-  const __m128i eg0 = _mm_unpacklo_epi32(e, g), eg1 = _mm_unpackhi_epi32(e, g);
-  const __m128i fh0 = _mm_unpacklo_epi32(f, h), fh1 = _mm_unpackhi_epi32(f, h);
-  v[0] = _mm_unpacklo_epi64(ac0, eg0);
-  v[1] = _mm_unpackhi_epi64(ac0, eg0);
-  v[2] = _mm_unpacklo_epi64(ac1, eg1);
-  v[3] = _mm_unpackhi_epi64(ac1, eg1);
-  v[4] = _mm_unpacklo_epi64(bd0, fh0);
-  v[5] = _mm_unpackhi_epi64(bd0, fh0);
-  v[6] = _mm_unpacklo_epi64(bd1, fh1);
-  v[7] = _mm_unpackhi_epi64(bd1, fh1);
-}
-
 }  // namespace
 
 // Same data flow and scaling as ReconstructMmx, with whole rows in 128-bit registers.
@@ -106,10 +90,10 @@ void ReconstructSse2(McuWorkspace& workspace) {
         reinterpret_cast<__m128i*>(workspace.coefficients + blockIndex * kBlockCoefficients);
     __m128i v[8];
     for (int i = 0; i < 8; ++i) v[i] = _mm_load_si128(rows + i);
-    Transpose(v);
+    TransposeWords8x8(v);
     for (int i = 0; i < 8; ++i) v[i] = _mm_adds_epi16(v[i], v[i]);
     Butterfly(v, k);
-    Transpose(v);
+    TransposeWords8x8(v);
     Butterfly(v, k);
     for (int i = 0; i < 8; ++i) {
       _mm_store_si128(rows + i, _mm_srai_epi16(_mm_adds_epi16(v[i], k[kRound]), 2));
