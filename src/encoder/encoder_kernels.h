@@ -37,8 +37,17 @@ const uint16_t* DctConstants();
 // The same constants in the vector kernels' order, each repeated for four lanes: c(k)
 // stands for cos(k pi / 16) x 2^15, S for a sum of two of them x 2^14, T10 for 23170.
 enum PackedDctConstant {
-  kPackedC7, kPackedC1, kPackedS17, kPackedC3, kPackedC5, kPackedS35,
-  kPackedT10, kPackedC2, kPackedC6, kPackedS26, kPackedC4
+  kPackedC7,
+  kPackedC1,
+  kPackedS17,
+  kPackedC3,
+  kPackedC5,
+  kPackedS35,
+  kPackedT10,
+  kPackedC2,
+  kPackedC6,
+  kPackedS26,
+  kPackedC4
 };
 const int16_t* PackedDctConstants();
 

@@ -107,7 +107,6 @@ class EntropyWriterMmx final : public EntropyWriter {
   int32_t EncodeMcu(const BlockBuffer& blocks) override;
   void Flush() override;
 
-
  private:
   struct BitSink;
 
