@@ -29,18 +29,18 @@ struct Row {
   Channel b, g, r;
 };
 
-// Each round interleaves the bytes of the row's first half with those of its second
-// half; after three rounds the bytes are sorted by channel, even pixels before odd.
-TRVX_INLINE Row Unpack(__m128i b0g0, __m128i r0b1, __m128i g1r1) {
+// Bytes sorted by channel (B, G, R of the even pixels, then of the odd ones) as words.
+TRVX_INLINE Row Widen(__m128i b0g0, __m128i r0b1, __m128i g1r1) {
   const __m128i zero = _mm_setzero_si128();
   return {{_mm_unpacklo_epi8(b0g0, zero), _mm_unpackhi_epi8(r0b1, zero)},
           {_mm_unpackhi_epi8(b0g0, zero), _mm_unpacklo_epi8(g1r1, zero)},
           {_mm_unpacklo_epi8(r0b1, zero), _mm_unpackhi_epi8(g1r1, zero)}};
 }
 
-// 48 bytes of 3-byte pixels in three registers: the six half-registers are taken in
-// pairs (first with fourth, second with fifth, third with sixth).
-TRVX_INLINE void Round3(__m128i& a, __m128i& b, __m128i& c) {
+// One round over a row of 3-byte pixels in three registers: the bytes of the first
+// three half-registers are interleaved with those of the last three. Three rounds sort
+// the 48 bytes by channel, even pixels before odd ones.
+TRVX_INLINE void InterleaveHalves(__m128i& a, __m128i& b, __m128i& c) {
   const __m128i first = _mm_unpacklo_epi8(a, _mm_srli_si128(b, 8));
   const __m128i second = _mm_unpackhi_epi8(a, _mm_slli_si128(c, 8));
   const __m128i third = _mm_unpacklo_epi8(b, _mm_srli_si128(c, 8));
@@ -51,12 +51,12 @@ TRVX_INLINE void Round3(__m128i& a, __m128i& b, __m128i& c) {
 
 TRVX_INLINE Row Unpack24(const uint8_t* source) {
   __m128i a = Load(source), b = Load(source + 16), c = Load(source + 32);
-  for (int round = 0; round < 3; ++round) Round3(a, b, c);
-  return Unpack(a, b, c);
+  for (int round = 0; round < 3; ++round) InterleaveHalves(a, b, c);
+  return Widen(a, b, c);
 }
 
-// 64 bytes of 4-byte pixels: the same rounds on eight half-registers, leaving the
-// fourth byte in registers of its own.
+// 4-byte pixels: the same rounds over four registers sort their 64 bytes likewise,
+// the fourth bytes included.
 TRVX_INLINE Row Unpack32(const uint8_t* source) {
   __m128i v[4] = {Load(source), Load(source + 16), Load(source + 32), Load(source + 48)};
   for (int round = 0; round < 3; ++round) {
