@@ -219,7 +219,7 @@ TEST_P(EntropyWriterBits, ValuesWithoutCodeDropTheMcuOrFault) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(PlainAndMmx, EntropyWriterBits,
+INSTANTIATE_TEST_SUITE_P(EveryWriter, EntropyWriterBits,
                          ::testing::Values(kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse2), WriterName);
 
 TEST(EntropyWriterFactory, MmxWriterForTheMmxRowsOnly) {
@@ -333,7 +333,7 @@ TEST_P(FrameWriterRoundTrip, FrameReaderAndEntropyDecoderGiveBackTheCoefficients
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(PlainAndMmx, FrameWriterRoundTrip,
+INSTANTIATE_TEST_SUITE_P(EveryWriter, FrameWriterRoundTrip,
                          ::testing::Values(kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse2), WriterName);
 
 TEST(EntropyWriterPadding, PlainAndMmxDifferOnlyInThePaddingBits) {
