@@ -1,8 +1,11 @@
-// Built with -msse2. Uses no inline function from a header (see dequantise_mmx.cpp).
+// Built with -msse2. Uses no inline function from a header (see dequantise_mmx.cpp)
+// but the static transpose, which stays in this file.
 #include "decoder/decoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <emmintrin.h>
+
+#include "pixel/transpose_sse2.h"
 
 namespace trvx {
 namespace {
@@ -85,38 +88,15 @@ TRVX_INLINE void Butterfly(__m128i* v, const __m128i* k) {
   v[7] = _mm_subs_epi16(et2, o13);
 }
 
-// LowHalf: only rows 0..3 of the result, for a half transform that reads no more.
-template <bool LowHalf>
-TRVX_INLINE void Transpose(__m128i* v) {
-  const __m128i a = _mm_unpacklo_epi16(v[0], v[1]), c = _mm_unpacklo_epi16(v[2], v[3]);
-  const __m128i e = _mm_unpacklo_epi16(v[4], v[5]), g = _mm_unpacklo_epi16(v[6], v[7]);
-  const __m128i ac0 = _mm_unpacklo_epi32(a, c), ac1 = _mm_unpackhi_epi32(a, c);
-  const __m128i eg0 = _mm_unpacklo_epi32(e, g), eg1 = _mm_unpackhi_epi32(e, g);
-  // Read before v[0..3] are replaced; the half transform never uses them.
-  const __m128i b = _mm_unpackhi_epi16(v[0], v[1]), d = _mm_unpackhi_epi16(v[2], v[3]);
-  const __m128i f = _mm_unpackhi_epi16(v[4], v[5]), h = _mm_unpackhi_epi16(v[6], v[7]);
-  v[0] = _mm_unpacklo_epi64(ac0, eg0);
-  v[1] = _mm_unpackhi_epi64(ac0, eg0);
-  v[2] = _mm_unpacklo_epi64(ac1, eg1);
-  v[3] = _mm_unpackhi_epi64(ac1, eg1);
-  if constexpr (LowHalf) return;
-  const __m128i bd0 = _mm_unpacklo_epi32(b, d), bd1 = _mm_unpackhi_epi32(b, d);
-  const __m128i fh0 = _mm_unpacklo_epi32(f, h), fh1 = _mm_unpackhi_epi32(f, h);
-  v[4] = _mm_unpacklo_epi64(bd0, fh0);
-  v[5] = _mm_unpackhi_epi64(bd0, fh0);
-  v[6] = _mm_unpacklo_epi64(bd1, fh1);
-  v[7] = _mm_unpackhi_epi64(bd1, fh1);
-}
-
 // Both passes of one block held in v, rows in natural order. With LowHalf rows and
 // columns 4..7 are zero; they stay zero through the first pass, so both passes run
 // the half transform and give the same words as the full one.
 template <bool LowHalf>
 TRVX_INLINE void Reconstruct(__m128i* v, const __m128i* k) {
-  Transpose<LowHalf>(v);
+  TransposeWords8x8<LowHalf>(v);
   for (int i = 0; i < (LowHalf ? 4 : 8); ++i) v[i] = _mm_adds_epi16(v[i], v[i]);
   Butterfly<LowHalf>(v, k);
-  Transpose<LowHalf>(v);
+  TransposeWords8x8<LowHalf>(v);
   Butterfly<LowHalf>(v, k);
 }
 

@@ -48,9 +48,18 @@ void PrepareDctTables() {
 void PreparePackedDctTables() {
   auto* table = reinterpret_cast<int16_t*>(Aligned(g_packedArea));
   // Every value is below 2^15, so the signed high-half multiply takes it as it is.
-  const uint16_t values[kDctConstantCount] = {Cosine(7, 32768), Cosine(1, 32768), CosineSum(1, 7), Cosine(3, 32768),
-                                              Cosine(5, 32768), CosineSum(3, 5),  23170,           Cosine(2, 32768),
-                                              Cosine(6, 32768), CosineSum(2, 6),  Cosine(4, 32768)};
+  uint16_t values[kDctConstantCount] = {};
+  values[kPackedC7] = Cosine(7, 32768);
+  values[kPackedC1] = Cosine(1, 32768);
+  values[kPackedS17] = CosineSum(1, 7);
+  values[kPackedC3] = Cosine(3, 32768);
+  values[kPackedC5] = Cosine(5, 32768);
+  values[kPackedS35] = CosineSum(3, 5);
+  values[kPackedT10] = 23170;
+  values[kPackedC2] = Cosine(2, 32768);
+  values[kPackedC6] = Cosine(6, 32768);
+  values[kPackedS26] = CosineSum(2, 6);
+  values[kPackedC4] = Cosine(4, 32768);
   for (int i = 0; i < kDctConstantCount; ++i) {
     for (int lane = 0; lane < kPackedDctLanes; ++lane) {
       table[i * kPackedDctLanes + lane] = static_cast<int16_t>(values[i]);
@@ -73,7 +82,7 @@ EncoderKernels SelectEncoderKernels(int32_t processorFlag) {
     case kProcessorAmdSse:
       return {ForwardDctMmx, ZigzagSse, QuantiseMmx, true};
     case kProcessorIntelSse2:
-      return {ForwardDctMmx, ZigzagSse, QuantiseSse2, true};
+      return {ForwardDctSse2, ZigzagSse, QuantiseSse2, true};
     default:
       // AMD with SSE2 (159) deliberately takes the plain path too.
       break;

@@ -34,13 +34,28 @@ void PrepareDctTables();
 void PreparePackedDctTables();
 // T0..T10: cosines times 2^15, and sums of two of them times 2^14.
 const uint16_t* DctConstants();
-// The same constants in the MMX kernel's order, each repeated for four lanes.
+// The same constants in the vector kernels' order, each repeated for four lanes: c(k)
+// stands for cos(k pi / 16) x 2^15, S for a sum of two of them x 2^14, T10 for 23170.
+enum PackedDctConstant {
+  kPackedC7,
+  kPackedC1,
+  kPackedS17,
+  kPackedC3,
+  kPackedC5,
+  kPackedS35,
+  kPackedT10,
+  kPackedC2,
+  kPackedC6,
+  kPackedS26,
+  kPackedC4
+};
 const int16_t* PackedDctConstants();
 
 // Two-dimensional forward DCT in place on every block: columns, then rows. Input and
 // output are eight times their true values.
 void ForwardDctPlain(BlockBuffer& blocks);
 void ForwardDctMmx(BlockBuffer& blocks);
+void ForwardDctSse2(BlockBuffer& blocks);  // the MMX results, eight lanes at a time
 
 // Natural to zig-zag order, in place, for each block.
 void ZigzagPlain(BlockBuffer& blocks);

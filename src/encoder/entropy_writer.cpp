@@ -7,8 +7,6 @@
 
 namespace trvx {
 
-uint64_t NonZeroCoefficientMask(const int16_t* block);
-
 // Bit k set for each non-zero coefficient k of the block, four coefficients per
 // 64-bit word: a lane's top bit ends up set when any of its bits is, and one
 // multiply gathers the four top bits. The zero words at the end, where most
@@ -49,19 +47,6 @@ void EntropyWriter::BeginField(const FrameDescription& description) {
   crBlocks_ = uint32_t(sampling[4]) * sampling[5];
 }
 
-bool EntropyWriter::CodesForBlock(uint32_t index, BlockCodes& codes) const {
-  if (index < lumaBlocks_) {
-    codes = {lumaTable_, kLumaDcCodes, 0};
-  } else if (index < lumaBlocks_ + cbBlocks_) {
-    codes = {chromaTable_, kChromaDcCodes, 1};
-  } else if (index < lumaBlocks_ + cbBlocks_ + crBlocks_) {
-    codes = {chromaTable_, kChromaDcCodes, 2};
-  } else {
-    return false;
-  }
-  return true;
-}
-
 void EntropyWriter::ResetPredictors() {
   for (int16_t& predictor : dcPredictors_) predictor = 0;
 }
@@ -70,8 +55,8 @@ inline void EntropyWriter::PutBits(uint32_t code, uint32_t count) {
   bits_ = bits_ << count | code;
   bitCount_ += count;
   if (bitCount_ >= 16) {
-    PutByte(uint8_t(bits_ >> (bitCount_ - 8)));
-    PutByte(uint8_t(bits_ >> (bitCount_ - 16)));
+    PutByte(cursor_, uint8_t(bits_ >> (bitCount_ - 8)));
+    PutByte(cursor_, uint8_t(bits_ >> (bitCount_ - 16)));
     bitCount_ -= 16;
   }
 }
@@ -126,7 +111,7 @@ void EntropyWriter::Flush() {
   if (bitCount_ != 0) {
     const uint32_t free = 32 - bitCount_;
     const uint32_t top = bits_ << free | ((1u << free) - 1);
-    for (uint32_t n = 0; n < (bitCount_ + 7) / 8; ++n) PutByte(uint8_t(top >> (24 - 8 * n)));
+    for (uint32_t n = 0; n < (bitCount_ + 7) / 8; ++n) PutByte(cursor_, uint8_t(top >> (24 - 8 * n)));
   }
   bits_ = 0;
   bitCount_ = 0;
@@ -135,10 +120,13 @@ void EntropyWriter::Flush() {
 
 std::unique_ptr<EntropyWriter> MakeEntropyWriter(int32_t processorFlag) {
   switch (processorFlag) {
+#if defined(__i386__) || defined(__x86_64__)
+    case kProcessorIntelSse2:
+      return std::make_unique<EntropyWriterMmx>(NonZeroCoefficientMaskSse2);
+#endif
     case kProcessorAmdMmx:
     case kProcessorIntelMmx:
     case kProcessorIntelSse:
-    case kProcessorIntelSse2:
     case kProcessorAmdMmxExtensions:
     case kProcessorAmdSse:
       return std::make_unique<EntropyWriterMmx>();

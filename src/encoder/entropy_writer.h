@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 
 #include "decoder/frame_description.h"
@@ -12,6 +13,12 @@
 namespace trvx {
 
 constexpr int32_t kEncodeMcuFailed = -100;
+
+// Bit k set for each non-zero coefficient k of a block. The SSE2 variant needs the
+// block 16-byte aligned.
+using NonZeroMaskKernel = uint64_t (*)(const int16_t* block);
+uint64_t NonZeroCoefficientMask(const int16_t* block);
+uint64_t NonZeroCoefficientMaskSse2(const int16_t* block);
 
 // Per field: SetOutput, BeginField, EncodeMcu per MCU, Flush, BytesWritten. The output
 // space is never checked: the caller's buffer is trusted to hold the field.
@@ -43,12 +50,36 @@ class EntropyWriter {
     int component;
   };
   // The tables and predictor slot of the MCU's block at `index`, or false past its end.
-  bool CodesForBlock(uint32_t index, BlockCodes& codes) const;
-
-  void PutByte(uint8_t byte) {
-    *cursor_++ = byte;
-    if (byte == 0xFF) *cursor_++ = 0;
+  bool CodesForBlock(uint32_t index, BlockCodes& codes) const {
+    if (index < lumaBlocks_) {
+      codes = {lumaTable_, kLumaDcCodes, 0};
+    } else if (index < lumaBlocks_ + cbBlocks_) {
+      codes = {chromaTable_, kChromaDcCodes, 1};
+    } else if (index < lumaBlocks_ + cbBlocks_ + crBlocks_) {
+      codes = {chromaTable_, kChromaDcCodes, 2};
+    } else {
+      return false;
+    }
+    return true;
   }
+
+  // Byte output with 0xFF stuffing, on a cursor that a writer may keep in a register:
+  // stores through it could otherwise alias the writer's own fields.
+  static void PutByte(uint8_t*& cursor, uint8_t byte) {
+    *cursor++ = byte;
+    if (byte == 0xFF) *cursor++ = 0;
+  }
+  // Four bytes, the first from the top; stored at once when none of them is 0xFF.
+  static void PutWord(uint8_t*& cursor, uint32_t word) {
+    if (((word & 0x7F7F7F7Fu) + 0x01010101u) & word & 0x80808080u) {
+      for (int shift = 24; shift >= 0; shift -= 8) PutByte(cursor, uint8_t(word >> shift));
+      return;
+    }
+    const uint8_t bytes[4] = {uint8_t(word >> 24), uint8_t(word >> 16), uint8_t(word >> 8), uint8_t(word)};
+    std::memcpy(cursor, bytes, sizeof bytes);
+    cursor += sizeof bytes;
+  }
+  uint8_t*& Cursor() { return cursor_; }
   int16_t& Predictor(int component) { return dcPredictors_[component]; }
   void ResetPredictors();
 
@@ -72,17 +103,14 @@ class EntropyWriter {
 // Emits the same symbols as the base class but pads the last byte with 0-bits.
 class EntropyWriterMmx final : public EntropyWriter {
  public:
-  EntropyWriterMmx();
+  explicit EntropyWriterMmx(NonZeroMaskKernel nonZeroMask = NonZeroCoefficientMask);
   int32_t EncodeMcu(const BlockBuffer& blocks) override;
   void Flush() override;
 
  private:
-  void Put(uint32_t code, uint32_t count) {
-    accumulator_ = accumulator_ << count | code;
-    pending_ += count;
-  }
-  void Drain();
+  struct BitSink;
 
+  NonZeroMaskKernel nonZeroMask_;
   uint64_t accumulator_ = 0;
   uint32_t pending_ = 0;
 };
@@ -98,8 +126,8 @@ inline uint32_t MagnitudeSize(int32_t value) {
   return size;
 }
 
-// The MMX writer for processor classes 1, 3, 15, 31, 135 and 143, the plain one for
-// every other flag (159 included).
+// The MMX writer for processor classes 1, 3, 15, 31, 135 and 143 (with the SSE2 mask
+// for 31), the plain one for every other flag (159 included).
 std::unique_ptr<EntropyWriter> MakeEntropyWriter(int32_t processorFlag);
 
 }  // namespace trvx

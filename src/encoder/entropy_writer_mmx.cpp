@@ -7,10 +7,6 @@
 
 namespace trvx {
 
-// Bit k set for each non-zero coefficient k of a block; defined in entropy_writer.cpp
-// and shared by both writers.
-uint64_t NonZeroCoefficientMask(const int16_t* block);
-
 namespace {
 
 // Amplitude bits x 256 + size for |v| <= 255, indexed by the low 10 bits of v: most
@@ -46,19 +42,30 @@ inline uint32_t Amplitude(int32_t value, uint32_t& size) {
 
 }  // namespace
 
-EntropyWriterMmx::EntropyWriterMmx() { std::call_once(g_amplitudesBuilt, BuildAmplitudes); }
-
-void EntropyWriterMmx::Drain() {
-  if (pending_ < 32) return;
-  const uint32_t word = uint32_t(accumulator_ >> (pending_ - 32));
-  PutByte(uint8_t(word >> 24));
-  PutByte(uint8_t(word >> 16));
-  PutByte(uint8_t(word >> 8));
-  PutByte(uint8_t(word));
-  pending_ -= 32;
+EntropyWriterMmx::EntropyWriterMmx(NonZeroMaskKernel nonZeroMask) : nonZeroMask_(nonZeroMask) {
+  std::call_once(g_amplitudesBuilt, BuildAmplitudes);
 }
 
+// The writer's accumulator and cursor, held in registers while an MCU is coded.
+struct EntropyWriterMmx::BitSink {
+  uint64_t accumulator;
+  uint32_t pending;
+  uint8_t* cursor;
+
+  // Before each symbol: at most 31 bits stay pending, so a symbol of up to 27 bits fits.
+  void Put(uint32_t code, uint32_t count) {
+    if (pending >= 32) {
+      PutWord(cursor, uint32_t(accumulator >> (pending - 32)));
+      pending -= 32;
+    }
+    accumulator = accumulator << count | code;
+    pending += count;
+  }
+};
+
 int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
+  BitSink sink{accumulator_, pending_, Cursor()};
+  int32_t result = 0;
   BlockCodes codes;
   for (uint32_t b = 0; CodesForBlock(b, codes); ++b) {
     const int16_t* block = blocks.Block(int(b));
@@ -67,46 +74,44 @@ int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
     predictor = block[0];
     uint32_t category = 0;
     const uint32_t bits = Amplitude(difference, category);
-    if (category >= uint32_t(kDcCategoryCount)) return kEncodeMcuFailed;
-    if (pending_ >= 32) Drain();
-    Put(uint32_t(codes.dc[category].code) << category | bits, codes.dc[category].length + category);
+    if (category >= uint32_t(kDcCategoryCount)) {
+      result = kEncodeMcuFailed;
+      break;
+    }
+    sink.Put(uint32_t(codes.dc[category].code) << category | bits, codes.dc[category].length + category);
 
     // Walk the non-zero coefficients; runs of 16 zeros before one become ZRL symbols.
     // Bit k of `rest` stands for coefficient previous + 1 + k.
-    uint64_t rest = NonZeroCoefficientMask(block) >> 1;
+    const uint32_t* ac = codes.ac;
+    uint64_t rest = nonZeroMask_(block) >> 1;
     int previous = 0;
     while (rest != 0) {
       const int skipped = __builtin_ctzll(rest);
       // Bit 63 of `rest` is clear, so the shift stays below 64.
       rest >>= skipped + 1;
-      const int j = previous + 1 + skipped;
+      previous += 1 + skipped;
       int run = skipped;
-      for (; run >= 16; run -= 16) {
-        if (pending_ >= 32) Drain();
-        Put(CodeBits(codes.ac[AcCodeIndex(0, 15)]), CodeLength(codes.ac[AcCodeIndex(0, 15)]));
-      }
+      for (; run >= 16; run -= 16) sink.Put(CodeBits(ac[AcCodeIndex(0, 15)]), CodeLength(ac[AcCodeIndex(0, 15)]));
       uint32_t size = 0;
-      const uint32_t amplitude = Amplitude(block[j], size);
-      const uint32_t entry = size <= uint32_t(kMaxAcSize) ? codes.ac[AcCodeIndex(size, uint32_t(run))] : 0;
+      const uint32_t amplitude = Amplitude(block[previous], size);
+      const uint32_t entry = size <= uint32_t(kMaxAcSize) ? ac[AcCodeIndex(size, uint32_t(run))] : 0;
       if (entry == 0) DeliberateFault();
-      if (pending_ >= 32) Drain();
-      // Code and amplitude in one go: at most 16 + 10 bits on top of 31.
-      Put(CodeBits(entry) << size | amplitude, CodeLength(entry) + size);
-      previous = j;
+      // Code and amplitude in one go: at most 16 + 10 bits.
+      sink.Put(CodeBits(entry) << size | amplitude, CodeLength(entry) + size);
     }
-    if (previous != 63) {
-      if (pending_ >= 32) Drain();
-      Put(CodeBits(codes.ac[AcCodeIndex(0, 0)]), CodeLength(codes.ac[AcCodeIndex(0, 0)]));
-    }
+    if (previous != 63) sink.Put(CodeBits(ac[AcCodeIndex(0, 0)]), CodeLength(ac[AcCodeIndex(0, 0)]));
   }
-  return 0;
+  accumulator_ = sink.accumulator;
+  pending_ = sink.pending;
+  Cursor() = sink.cursor;
+  return result;
 }
 
 void EntropyWriterMmx::Flush() {
   if (pending_ != 0) {
     // Zero padding below the pending bits, unlike the base class.
     const uint64_t top = accumulator_ << (64 - pending_);
-    for (uint32_t n = 0; n < (pending_ + 7) / 8; ++n) PutByte(uint8_t(top >> (56 - 8 * n)));
+    for (uint32_t n = 0; n < (pending_ + 7) / 8; ++n) PutByte(Cursor(), uint8_t(top >> (56 - 8 * n)));
   }
   accumulator_ = 0;
   pending_ = 0;

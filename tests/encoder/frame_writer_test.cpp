@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <random>
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -91,7 +92,7 @@ Bytes Pack(std::string bits, bool padWithOnes) {
 uint32_t Be32(const uint8_t* at) { return uint32_t(at[0]) << 24 | uint32_t(at[1]) << 16 | at[2] << 8 | at[3]; }
 
 std::string WriterName(const ::testing::TestParamInfo<int32_t>& info) {
-  return info.param == kProcessorPlain ? "Plain" : "Mmx";
+  return info.param == kProcessorPlain ? "Plain" : info.param == kProcessorIntelSse2 ? "Sse2" : "Mmx";
 }
 
 TEST(HeaderWriter, WritesTheFixedLayoutAndPatchesItByFieldIndex) {
@@ -218,8 +219,8 @@ TEST_P(EntropyWriterBits, ValuesWithoutCodeDropTheMcuOrFault) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(PlainAndMmx, EntropyWriterBits, ::testing::Values(kProcessorPlain, kProcessorIntelMmx),
-                         WriterName);
+INSTANTIATE_TEST_SUITE_P(EveryWriter, EntropyWriterBits,
+                         ::testing::Values(kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse2), WriterName);
 
 TEST(EntropyWriterFactory, MmxWriterForTheMmxRowsOnly) {
   for (int32_t flag : {-1, 0, 1, 2, 3, 15, 31, 135, 143, 159}) {
@@ -227,6 +228,23 @@ TEST(EntropyWriterFactory, MmxWriterForTheMmxRowsOnly) {
     const std::unique_ptr<EntropyWriter> writer = MakeEntropyWriter(flag);
     EXPECT_EQ(typeid(*writer) == typeid(EntropyWriterMmx), mmx) << flag;
   }
+}
+
+// The mask decides which coefficients get coded; values with a zero low byte or only
+// the sign bit set must count as non-zero.
+TEST(NonZeroCoefficientMask, Sse2AgreesWithPlainOnSparseBlocks) {
+#if defined(__i386__) || defined(__x86_64__)
+  BlockBuffer buffer;
+  ASSERT_TRUE(buffer.Allocate());
+  std::mt19937 random(3);
+  const int16_t values[] = {1, -1, 256, -256, -32768, 32767, 0x4000};
+  for (int round = 0; round < 500; ++round) {
+    for (int i = 0; i < kBlockCoefficients; ++i) {
+      buffer.coefficients[i] = random() % (1 + round % 16) ? 0 : values[random() % std::size(values)];
+    }
+    ASSERT_EQ(NonZeroCoefficientMaskSse2(buffer.coefficients), NonZeroCoefficientMask(buffer.coefficients)) << round;
+  }
+#endif
 }
 
 struct NamedField {
@@ -315,8 +333,8 @@ TEST_P(FrameWriterRoundTrip, FrameReaderAndEntropyDecoderGiveBackTheCoefficients
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(PlainAndMmx, FrameWriterRoundTrip, ::testing::Values(kProcessorPlain, kProcessorIntelMmx),
-                         WriterName);
+INSTANTIATE_TEST_SUITE_P(EveryWriter, FrameWriterRoundTrip,
+                         ::testing::Values(kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse2), WriterName);
 
 TEST(EntropyWriterPadding, PlainAndMmxDifferOnlyInThePaddingBits) {
   for (const NamedField& field : TestFields()) {

@@ -1,0 +1,57 @@
+// Built with -msse2. Calls no inline function from a header that another file could
+// share (the linker may keep any file's copy of one and run SSE2 code on a processor
+// without it): the pass template gets a type of this file, the transpose is static.
+#include "encoder/encoder_kernels.h"
+
+#if defined(__i386__) || defined(__x86_64__)
+#include <emmintrin.h>
+
+#include "encoder/forward_dct_pass.h"
+#include "pixel/transpose_sse2.h"
+
+namespace trvx {
+namespace {
+
+#define TRVX_INLINE inline __attribute__((always_inline))
+
+// The MMX kernel's operations on whole rows: every lane sees the same saturating sums
+// and high-half products, so the results are the MMX kernel's bit for bit.
+struct Sse2Ops {
+  using Vector = __m128i;
+  TRVX_INLINE static __m128i AddS(__m128i a, __m128i b) { return _mm_adds_epi16(a, b); }
+  TRVX_INLINE static __m128i SubS(__m128i a, __m128i b) { return _mm_subs_epi16(a, b); }
+  TRVX_INLINE static __m128i MulHigh(__m128i a, __m128i b) { return _mm_mulhi_epi16(a, b); }
+  TRVX_INLINE static __m128i MulLow(__m128i a, __m128i b) { return _mm_mullo_epi16(a, b); }
+  TRVX_INLINE static __m128i Or(__m128i a, __m128i b) { return _mm_or_si128(a, b); }
+  TRVX_INLINE static __m128i ShiftLeft1(__m128i a) { return _mm_slli_epi16(a, 1); }
+  TRVX_INLINE static __m128i ShiftRight15(__m128i a) { return _mm_srli_epi16(a, 15); }
+};
+using Pass = ForwardDctPass<Sse2Ops>;
+
+}  // namespace
+
+// Threads started by Windows only promise a 4-byte aligned stack.
+#if defined(__i386__)
+__attribute__((force_align_arg_pointer))
+#endif
+void ForwardDctSse2(BlockBuffer& blocks) {
+  const int16_t* packed = PackedDctConstants();
+  __m128i constants[kDctConstantCount];
+  for (int i = 0; i < kDctConstantCount; ++i) constants[i] = _mm_set1_epi16(packed[i * kPackedDctLanes]);
+  int count = blocks.blocksPerMcu;
+  if (count > kMaxBlocksPerMcu) count = kMaxBlocksPerMcu;
+  for (int b = 0; b < count; ++b) {
+    auto* rows = reinterpret_cast<__m128i*>(blocks.coefficients + b * kBlockCoefficients);
+    __m128i v[8];
+    for (int i = 0; i < 8; ++i) v[i] = _mm_load_si128(rows + i);
+    // Down the columns, then along the rows as the columns of the transpose.
+    Pass::Run(v, 1, constants);
+    TransposeWords8x8(v);
+    Pass::Run(v, 1, constants);
+    TransposeWords8x8(v);
+    for (int i = 0; i < 8; ++i) _mm_store_si128(rows + i, v[i]);
+  }
+}
+
+}  // namespace trvx
+#endif
