@@ -204,7 +204,7 @@ TEST(Quantise, LumaBlocksTakeFirstReciprocalsChromaTheNextAndPlainRounds) {
 // lose their rounding and one in eight of those crosses a step. Over every coefficient
 // whose doubling does not saturate (|c| < 16384, twice any DCT output) and a spread of
 // table entries, the result equals plain or is one less, about one in 16.
-TEST(Quantise, VectorResultEqualsPlainOrOneLessAndSse2MatchesMmx) {
+TEST(Quantise, VectorResultEqualsPlainOrOneLess) {
   const std::vector<Path> paths = Paths();
   for (std::size_t p = 1; p < paths.size(); ++p) {
     long lower = 0, total = 0, other = 0;
@@ -229,19 +229,6 @@ TEST(Quantise, VectorResultEqualsPlainOrOneLessAndSse2MatchesMmx) {
     EXPECT_EQ(other, 0) << paths[p].name;
     EXPECT_NEAR(double(lower) / total, 1.0 / 16, 0.005) << paths[p].name;
   }
-#if defined(__i386__) || defined(__x86_64__)
-  if (!__builtin_cpu_supports("sse2")) return;
-  std::mt19937 random(5);
-  for (int round = 0; round < 50; ++round) {
-    const Words input = Random(random, -32768, 32767), reciprocals = Random(random, 128, 32767, 128);
-    Mcu mmx(input), sse2(input);
-    std::copy(reciprocals.begin(), reciprocals.end(), mmx.reciprocals);
-    std::copy(reciprocals.begin(), reciprocals.end(), sse2.reciprocals);
-    QuantiseMmx(mmx.description, mmx.blocks);
-    QuantiseSse2(sse2.description, sse2.blocks);
-    ASSERT_EQ(sse2.Contents(), mmx.Contents()) << "round " << round;
-  }
-#endif
 }
 
 TEST(Quantise, TableCountOtherThanTwoFaultsPlainButVectorsSkip) {
