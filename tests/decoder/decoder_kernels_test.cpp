@@ -11,38 +11,15 @@
 
 #include "platform/fault_guard.h"
 #include "pixel/processor.h"
+#include "support/kernel_variants.h"
 
 namespace trvx {
 namespace {
 
-// Natural position of each zig-zag index, from walking the anti-diagonals rather than
-// from a copied table, so a typo in the kernels' tables cannot hide here.
-std::vector<int> ZigzagToNatural() {
-  std::vector<int> order;
-  for (int sum = 0; sum < 15; ++sum) {
-    for (int i = 0; i <= sum; ++i) {
-      const int row = sum % 2 == 0 ? sum - i : i;
-      if (row < 8 && sum - row < 8) order.push_back(row * 8 + sum - row);
-    }
-  }
-  return order;
-}
 
-struct Path {
-  const char* name;
-  DecoderKernels kernels;
-};
-
-// Plain first, then the vector paths this processor can run, as the session picks them.
-std::vector<Path> Paths() {
-  std::vector<Path> paths = {{"plain", SelectDecoderKernels(kProcessorPlain)}};
-#if defined(__i386__) || defined(__x86_64__)
-  if (__builtin_cpu_supports("mmx")) paths.push_back({"mmx", SelectDecoderKernels(kProcessorIntelMmx)});
-  if (__builtin_cpu_supports("sse")) paths.push_back({"pshufw", SelectDecoderKernels(kProcessorIntelSse)});
-  if (__builtin_cpu_supports("sse2")) paths.push_back({"sse2", SelectDecoderKernels(kProcessorIntelSse2)});
-#endif
-  return paths;
-}
+using Path = test::KernelPath<DecoderKernels>;
+std::vector<Path> Paths() { return test::KernelPaths(SelectDecoderKernels); }
+using test::ZigzagToNatural;
 
 // A 4:2:2 MCU (Y, Y, Cb, Cr) with its description and 4096-aligned tables.
 struct Mcu {

@@ -12,6 +12,7 @@
 #include "encoder/quant_tables.h"
 #include "pixel/processor.h"
 #include "platform/fault_guard.h"
+#include "support/kernel_variants.h"
 
 namespace trvx {
 namespace {
@@ -19,21 +20,8 @@ namespace {
 constexpr int kMcu = 4 * kBlockCoefficients;  // Y, Y, Cb, Cr
 using Words = std::vector<int16_t>;
 
-struct Path {
-  std::string name;
-  EncoderKernels kernels;
-};
-
-// Plain first, then the vector paths this processor can run, as the session picks them.
-std::vector<Path> Paths() {
-  std::vector<Path> paths = {{"plain", SelectEncoderKernels(kProcessorPlain)}};
-#if defined(__i386__) || defined(__x86_64__)
-  if (__builtin_cpu_supports("mmx")) paths.push_back({"mmx", SelectEncoderKernels(kProcessorIntelMmx)});
-  if (__builtin_cpu_supports("sse")) paths.push_back({"pshufw", SelectEncoderKernels(kProcessorIntelSse)});
-  if (__builtin_cpu_supports("sse2")) paths.push_back({"sse2", SelectEncoderKernels(kProcessorIntelSse2)});
-#endif
-  return paths;
-}
+using Path = test::KernelPath<EncoderKernels>;
+std::vector<Path> Paths() { return test::KernelPaths(SelectEncoderKernels); }
 
 // One 4:2:2 MCU; up to eight blocks are loaded so that writes past the fourth show.
 // The reciprocals come from `tables` (luminance then chrominance).
@@ -160,14 +148,7 @@ TEST(ForwardDct, Sse2IdenticalToMmxAlsoWhereSumsSaturate) {
 }
 
 TEST(Zigzag, EveryVariantWalksTheAntiDiagonals) {
-  // Natural position of each zig-zag index, walked here rather than copied.
-  std::vector<int> natural;
-  for (int sum = 0; sum < 15; ++sum) {
-    for (int i = 0; i <= sum; ++i) {
-      const int row = sum % 2 ? i : sum - i;
-      if (row < 8 && sum - row < 8) natural.push_back(row * 8 + sum - row);
-    }
-  }
+  const std::vector<int> natural = test::ZigzagToNatural();
   for (const Path& path : Paths()) {
     Words input(5 * 64);
     for (int i = 0; i < 5 * 64; ++i) input[i] = static_cast<int16_t>(i);

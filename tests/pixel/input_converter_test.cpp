@@ -12,7 +12,7 @@
 #include "pixel/processor.h"
 #include "platform/fault_guard.h"
 #include "settings/settings_record.h"
-#include "support/converter_formats.h"
+#include "support/kernel_variants.h"
 
 namespace trvx {
 namespace {
