@@ -16,7 +16,6 @@
 namespace trvx {
 namespace {
 
-
 using Path = test::KernelPath<DecoderKernels>;
 std::vector<Path> Paths() { return test::KernelPaths(SelectDecoderKernels); }
 using test::ZigzagToNatural;
