@@ -23,28 +23,20 @@ struct Code {
 
 // The default tables, taken from the encoder's copy; the oracle tests check both
 // against libjpeg-turbo's.
-struct CodeSet {
-  Code dc[kDcCategoryCount];
-  Code ac[256];  // indexed by run x 16 + size
-};
-const CodeSet& Codes(bool luma) {
-  static const auto sets = [] {
-    uint32_t tables[2][kHuffmanCodeTableEntries] = {};
-    FillHuffmanCodeTables(tables[0], tables[1]);
-    std::vector<CodeSet> out(2);
-    for (int t = 0; t < 2; ++t) {
-      const DcCodeEntry* dc = t == 0 ? kLumaDcCodes : kChromaDcCodes;
-      for (int c = 0; c < kDcCategoryCount; ++c) out[t].dc[c] = {dc[c].code, dc[c].length};
-      for (int s = 0; s < 256; ++s) {
-        const uint32_t entry = tables[t][AcCodeIndex(s & 15, s >> 4)];
-        out[t].ac[s] = {CodeBits(entry), int(CodeLength(entry))};
-      }
-    }
-    return out;
-  }();
-  return sets[luma ? 0 : 1];
+Code DcCode(bool luma, int category) {
+  const DcCodeEntry& entry = (luma ? kLumaDcCodes : kChromaDcCodes)[category];
+  return {entry.code, entry.length};
 }
-const Code& Eob(bool luma) { return Codes(luma).ac[0x00]; }
+Code AcCode(bool luma, int run, int size) {
+  static const auto tables = [] {
+    std::vector<uint32_t> both(2 * kHuffmanCodeTableEntries);
+    FillHuffmanCodeTables(both.data(), both.data() + kHuffmanCodeTableEntries);
+    return both;
+  }();
+  const uint32_t entry = tables[(luma ? 0 : kHuffmanCodeTableEntries) + AcCodeIndex(size, run)];
+  return {CodeBits(entry), int(CodeLength(entry))};
+}
+Code Eob(bool luma) { return AcCode(luma, 0, 0); }
 
 // MSB-first bit packing with 0xFF stuffing, as an encoder writes entropy-coded data.
 class BitWriter {
@@ -81,14 +73,14 @@ int Category(int value) {
 }
 
 void PutDc(BitWriter& out, bool luma, int diff) {
-  out.Put(Codes(luma).dc[Category(diff)]);
+  out.Put(DcCode(luma, Category(diff)));
   out.Put(uint32_t(diff < 0 ? diff - 1 : diff) & ((1u << Category(diff)) - 1), Category(diff));
 }
 
 // A run and a non-zero value, or run 15 with value 0 (ZRL).
 void PutAc(BitWriter& out, bool luma, int run, int value) {
   const int size = Category(value);
-  out.Put(Codes(luma).ac[run << 4 | size]);
+  out.Put(AcCode(luma, run, size));
   out.Put(uint32_t(value < 0 ? value - 1 : value) & ((1u << size) - 1), size);
 }
 
@@ -227,7 +219,7 @@ TEST_P(EntropyDecoderClasses, RunsThatReachTheEndFinishTheBlockWithoutValueBits)
     PutDc(out, luma, luma ? 0 : -2);
     for (int z = 0; z < 3; ++z) PutAc(out, luma, 15, 0);
     PutAc(out, luma, 13, luma ? -3 : 9);
-    out.Put(Codes(luma).ac[0x11]);
+    out.Put(AcCode(luma, 1, 1));
   }
   PutDc(out, false, 1), out.Put(Eob(false));
   // A second MCU proves the reader stayed in step.
