@@ -10,9 +10,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+
+#include "platform/worker_thread.h"
 
 namespace trvx::bench {
 
@@ -79,6 +82,19 @@ double MeasureFps(const Options& options, Body&& body) {
     best = std::max(best, frames / std::chrono::duration<double>(now - start).count());
   }
   return best;
+}
+
+// What a session is told of the machine, for its one-thread or two-thread mode.
+inline uint32_t OneProcessor() { return 1; }
+inline uint32_t TwoProcessors() { return 2; }
+inline ProcessorCountQuery ProcessorsFor(int threads) { return threads >= 2 ? &TwoProcessors : &OneProcessor; }
+
+// A profile run's last output, so that two builds can be compared byte for byte.
+inline bool WriteDump(const std::string& path, const uint8_t* data, std::size_t size) {
+  FILE* file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) return false;
+  const bool written = std::fwrite(data, 1, size, file) == size;
+  return std::fclose(file) == 0 && written;
 }
 
 inline std::string SelfPath() {

@@ -73,25 +73,32 @@ bool LoadSources(std::vector<Source>& sources) {
   return true;
 }
 
-uint32_t OneProcessor() { return 1; }
-uint32_t TwoProcessors() { return 2; }
-
 std::size_t RowBytes(const OutputFormat& format, int width) {
   return static_cast<std::size_t>(width) * (format.bitCount / 8);
+}
+
+std::size_t ImageBytes(const Source& source, const OutputFormat& format) {
+  return RowBytes(format, source.size.width) * source.size.height;
+}
+
+BitmapHeader CompressedHeader(const Source& source) {
+  return {40, source.size.width, source.size.height, 1, 24, trvx::kCodecFourCc,
+          static_cast<uint32_t>(source.codecFrame.length), 0, 0, 0, 0};
+}
+
+BitmapHeader OutputHeader(const Source& source, const OutputFormat& format) {
+  return {40, source.size.width, source.size.height, 1, format.bitCount, format.compression,
+          static_cast<uint32_t>(ImageBytes(source, format)), 0, 0, 0, 0};
 }
 
 // Codec frames per second, or 0 when the session refuses.
 double CodecFps(const Options& options, const Source& source, const OutputFormat& format, const CodecPath& path,
                 int threads) {
   setenv("TRVX_CPU", path.flag, 1);
-  trvx::DecoderSession session(threads == 2 ? &TwoProcessors : &OneProcessor);
-  const int width = source.size.width, height = source.size.height;
-  const std::size_t imageBytes = RowBytes(format, width) * height;
-  const BitmapHeader input = {
-      40, width, height, 1, 24, trvx::kCodecFourCc, static_cast<uint32_t>(source.codecFrame.length), 0, 0, 0, 0};
-  const BitmapHeader output = {
-      40, width, height, 1, format.bitCount, format.compression, static_cast<uint32_t>(imageBytes), 0, 0, 0, 0};
-  std::vector<uint8_t> bits(imageBytes);
+  trvx::DecoderSession session(ProcessorsFor(threads));
+  const BitmapHeader input = CompressedHeader(source);
+  const BitmapHeader output = OutputHeader(source, format);
+  std::vector<uint8_t> bits(ImageBytes(source, format));
   double fps = 0;
   if (session.Begin(&input, &output) == 0) {
     bool failed = false;
@@ -166,22 +173,14 @@ int Profile(const Options& options, const Source& source) {
     if (options.profileFormat != format.name) continue;
     setenv("TRVX_CPU", options.profilePath.c_str(), 1);
     trvx::DecoderSession session(&OneProcessor);
-    const int width = source.size.width, height = source.size.height;
-    const std::size_t imageBytes = RowBytes(format, width) * height;
-    const BitmapHeader input = {
-        40, width, height, 1, 24, trvx::kCodecFourCc, static_cast<uint32_t>(source.codecFrame.length), 0, 0, 0, 0};
-    const BitmapHeader output = {
-        40, width, height, 1, format.bitCount, format.compression, static_cast<uint32_t>(imageBytes), 0, 0, 0, 0};
-    std::vector<uint8_t> bits(imageBytes);
+    const BitmapHeader input = CompressedHeader(source);
+    const BitmapHeader output = OutputHeader(source, format);
+    std::vector<uint8_t> bits(ImageBytes(source, format));
     if (session.Begin(&input, &output) != 0) return 1;
     for (int frame = 0; frame < options.profileFrames; ++frame) {
       if (session.DecompressFrame(&output, bits.data(), &input, source.codecFrame.bytes.data()) != 0) return 1;
     }
-    if (!options.dumpPath.empty()) {
-      FILE* file = std::fopen(options.dumpPath.c_str(), "wb");
-      if (file == nullptr || std::fwrite(bits.data(), 1, bits.size(), file) != bits.size()) return 1;
-      std::fclose(file);
-    }
+    if (!options.dumpPath.empty() && !WriteDump(options.dumpPath, bits.data(), bits.size())) return 1;
     return session.End() == 0 ? 0 : 1;
   }
   std::fprintf(stderr, "unknown format %s\n", options.profileFormat.c_str());

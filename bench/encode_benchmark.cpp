@@ -108,9 +108,6 @@ bool LoadEncodeSources(std::vector<EncodeSource>& sources) {
   return true;
 }
 
-uint32_t OneProcessor() { return 1; }
-uint32_t TwoProcessors() { return 2; }
-
 BitmapHeader InputHeader(const EncodeSource& source, const InputFormat& format) {
   return {40,
           source.size.width,
@@ -130,6 +127,11 @@ std::size_t OutputCapacity(const EncodeSource& source) {
   return static_cast<std::size_t>(source.size.width) * source.size.height * 4 + 0x10000;
 }
 
+BitmapHeader OutputHeader(const EncodeSource& source) {
+  return {40, source.size.width, source.size.height, 1, 24, kCodecFourCc,
+          static_cast<uint32_t>(OutputCapacity(source)), 0, 0, 0, 0};
+}
+
 // libjpeg-turbo's table for a quality of 50..100 (the IJG scaling).
 bool SameTablesAsPeer(const EncoderSession& session) {
   const int scale = 200 - 2 * kPeerQuality;
@@ -147,10 +149,9 @@ bool SameTablesAsPeer(const EncoderSession& session) {
 double CodecFps(const Options& options, const EncodeSource& source, const InputFormat& format, const CodecPath& path,
                 int threads, uint32_t& bytes) {
   setenv("TRVX_CPU", path.flag, 1);
-  trvx::EncoderSession session(threads == 2 ? &TwoProcessors : &OneProcessor);
+  trvx::EncoderSession session(ProcessorsFor(threads));
   const BitmapHeader input = InputHeader(source, format);
-  const BitmapHeader output = {40, source.size.width, source.size.height, 1, 24, kCodecFourCc,
-                               static_cast<uint32_t>(OutputCapacity(source)), 0, 0, 0, 0};
+  const BitmapHeader output = OutputHeader(source);
   std::vector<uint8_t> frame(OutputCapacity(source));
   double fps = 0;
   bytes = 0;
@@ -250,21 +251,16 @@ int RunEncodeProfile(const Options& options) {
   for (const InputFormat& format : kInputFormats) {
     if (options.profileFormat != format.name) continue;
     setenv("TRVX_CPU", options.profilePath.c_str(), 1);
-    trvx::EncoderSession session(options.profileThreads >= 2 ? &TwoProcessors : &OneProcessor);
+    trvx::EncoderSession session(ProcessorsFor(options.profileThreads));
     const BitmapHeader input = InputHeader(source, format);
-    const BitmapHeader output = {40, source.size.width, source.size.height, 1, 24, kCodecFourCc,
-                                 static_cast<uint32_t>(OutputCapacity(source)), 0, 0, 0, 0};
+    const BitmapHeader output = OutputHeader(source);
     std::vector<uint8_t> frame(OutputCapacity(source));
     if (session.Begin(&input, &output) != 0) return 1;
     BitmapHeader written = output;
     for (int n = 0; n < options.profileEncodeFrames; ++n) {
       if (session.Compress(&written, frame.data(), &input, source.Bits(format).data(), kCodecQuality) != 0) return 1;
     }
-    if (!options.dumpPath.empty()) {
-      FILE* file = std::fopen(options.dumpPath.c_str(), "wb");
-      if (file == nullptr || std::fwrite(frame.data(), 1, written.sizeImage, file) != written.sizeImage) return 1;
-      std::fclose(file);
-    }
+    if (!options.dumpPath.empty() && !WriteDump(options.dumpPath, frame.data(), written.sizeImage)) return 1;
     return session.End() == 0 ? 0 : 1;
   }
   std::fprintf(stderr, "unknown format %s\n", options.profileFormat.c_str());
