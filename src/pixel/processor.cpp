@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "platform/fault_guard.h"
 
@@ -26,14 +27,13 @@ constexpr int32_t kKnownFlags[] = {
     kProcessorAmdMmx,   kProcessorAmdMmxExtensions, kProcessorAmdSse,   kProcessorAmdSse2,
 };
 
+// Only the exact decimal spelling of a known flag counts: a blank, a sign or a
+// leading zero would let a mistyped value pick a path the user did not name.
 bool ReadOverride(int32_t* flag) {
   const char* text = std::getenv("TRVX_CPU");
-  if (text == nullptr || *text == '\0') return false;
-  char* end = nullptr;
-  const long value = std::strtol(text, &end, 10);
-  if (*end != '\0') return false;
+  if (text == nullptr) return false;
   for (int32_t known : kKnownFlags) {
-    if (value == known) {
+    if (std::to_string(known) == text) {
       *flag = known;
       return true;
     }
