@@ -8,6 +8,7 @@
 #include "driver/icm_results.h"
 #include "pixel/memory_routines.h"
 #include "pixel/processor.h"
+#include "platform/fault_guard.h"
 
 namespace trvx {
 
@@ -21,6 +22,21 @@ bool FitsOutput(const FrameDescription& description, const BitmapHeader& outputF
   const uint64_t outputWidth = static_cast<uint64_t>(std::abs(static_cast<int64_t>(outputFormat.width)));
   const uint64_t outputHeight = static_cast<uint64_t>(std::abs(static_cast<int64_t>(outputFormat.height)));
   return description.width <= outputWidth && uint64_t{description.height} * description.fieldCount <= outputHeight;
+}
+
+// Values and table contents; each description keeps its own table area.
+void CopyDescription(const FrameDescription& from, FrameDescription& to) {
+  uint16_t* const toTables = to.quantTables;
+  std::memcpy(toTables, from.quantTables, kQuantTableAreaBytes);
+  to = from;
+  to.quantTables = toTables;
+}
+
+// Whether two descriptions read from a frame decode its coded data alike.
+bool SameCoding(const FrameDescription& a, const FrameDescription& b) {
+  return a.width == b.width && a.height == b.height && a.quantTableCount == b.quantTableCount &&
+         std::memcmp(a.sampling, b.sampling, sizeof a.sampling) == 0 &&
+         std::memcmp(a.quantTables, b.quantTables, kQuantTableAreaBytes) == 0;
 }
 
 int32_t DecodeMcus(const FieldJob& job) {
@@ -84,6 +100,7 @@ int32_t DecoderSession::Begin(const BitmapHeader* inputFormat, const BitmapHeade
   fields_[0].Prepare();
   if (processorCount_ >= 2) {
     fields_[1].Prepare();
+    chainedQuantTableArea_.Allocate(kQuantTableAreaBytes);
     // A worker that cannot start is not reported here; frames then take the path
     // that waits for it.
     fieldWorker_.Launch(&DecoderSession::RunWorkerJob, this);
@@ -103,26 +120,95 @@ void DecoderSession::StartFieldHeaders(Field& field, uint8_t fieldIndex) {
   field.description.fieldIndex = fieldIndex;
 }
 
-int32_t DecoderSession::RunWorkerJob(void* session) {
-  return DecodeField(static_cast<DecoderSession*>(session)->workerJob_) == kIcmOk ? 0 : kIcmError;
+int32_t DecoderSession::RunWorkerJob(void* context) {
+  DecoderSession& session = *static_cast<DecoderSession*>(context);
+  if (!session.workerReportsFailure_) return DecodeField(session.workerJob_) == kIcmOk ? 0 : kIcmError;
+  session.workerResult_ = RunGuarded([&session] { return DecodeField(session.workerJob_); });
+  return 0;
+}
+
+const uint8_t* DecoderSession::ReadSecondHeadersByConsumption(const uint8_t* firstCodedData) {
+  // The second image begins after the first one's coded data; the headers are read
+  // into the same description, which takes the second field's tables and sizes.
+  FrameDescription& description = fields_[0].description;
+  description.fieldIndex = 1;
+  const uint8_t* secondField = firstCodedData + fields_[0].entropyDecoder->BytesConsumed();
+  return secondField + ReadFieldHeaders(secondField, description);
+}
+
+int32_t DecoderSession::DecodeSecondFieldHere(const uint8_t* secondCodedData, const BitmapHeader& outputFormat) {
+  Field& field = fields_[0];
+  if (!FitsOutput(field.description, outputFormat)) return kIcmError;
+  field.entropyDecoder->SetInput(secondCodedData);
+  return DecodeField(JobFor(field));
 }
 
 int32_t DecoderSession::DecodeBothFieldsHere(const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
-  Field& field = fields_[0];
-  const FieldJob job = JobFor(field);
-  if (DecodeField(job) != kIcmOk) return kIcmError;
-  // The second image begins after the first one's coded data; the headers are read
-  // into the same description, which takes the second field's tables and sizes.
-  field.description.fieldIndex = 1;
-  const uint8_t* secondField = firstCodedData + field.entropyDecoder->BytesConsumed();
-  const uint8_t* secondCodedData = secondField + ReadFieldHeaders(secondField, field.description);
-  if (!FitsOutput(field.description, outputFormat)) return kIcmError;
-  field.entropyDecoder->SetInput(secondCodedData);
-  return DecodeField(job);
+  if (DecodeField(JobFor(fields_[0])) != kIcmOk) return kIcmError;
+  return DecodeSecondFieldHere(ReadSecondHeadersByConsumption(firstCodedData), outputFormat);
+}
+
+int32_t DecoderSession::DecodeWithNextFieldOffset(const uint8_t* secondField, const BitmapHeader& outputFormat) {
+  Field& second = fields_[1];
+  second.entropyDecoder->SetInput(secondField + ReadFieldHeaders(secondField, second.description));
+  if (!FitsOutput(second.description, outputFormat)) return kIcmError;
+  workerJob_ = JobFor(second);
+  workerReportsFailure_ = false;
+  fieldWorker_.Start();
+  // On bad data in the first field the worker is deliberately not waited for.
+  if (DecodeField(JobFor(fields_[0])) != kIcmOk) return kIcmError;
+  fieldWorker_.WaitUntilDone();
+  return kIcmOk;
+}
+
+// Frames written on two processors carry no offset to their second image, which the
+// one-thread path finds only after decoding the first. The first image's coded data
+// ends at the first marker that is not part of it, so the worker can start at once
+// on what lies behind; the result is the one-thread path's all the same.
+bool DecoderSession::LocateSecondFieldByScan(const uint8_t* inputBits, uint32_t inputBytes,
+                                             const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
+  const uint32_t codedOffset = static_cast<uint32_t>(firstCodedData - inputBits);
+  if (!fieldWorker_.Running() || chainedQuantTableArea_.empty() || codedOffset >= inputBytes) return false;
+  const uint32_t codedBytes = inputBytes - codedOffset;
+  const uint32_t codedEnd = FindCodedDataEnd(firstCodedData, codedBytes);
+  if (codedEnd == codedBytes) return false;
+
+  chainedDescription_.quantTables = reinterpret_cast<uint16_t*>(chainedQuantTableArea_.data());
+  CopyDescription(fields_[0].description, chainedDescription_);
+  chainedDescription_.fieldIndex = 1;
+  const uint8_t* secondField = firstCodedData + codedEnd;
+  // A table that faults here might lie where the one-thread path never looks.
+  const int32_t secondCodedOffset = RunGuarded(
+      [&] { return static_cast<int32_t>(ReadFieldHeaders(secondField, chainedDescription_)); });
+  if (secondCodedOffset <= 0 || !FitsOutput(chainedDescription_, outputFormat)) return false;
+  chainedCodedData_ = secondField + secondCodedOffset;
+  Field& worker = fields_[1];
+  worker.entropyDecoder->SetInput(chainedCodedData_);
+  workerJob_ = FieldJob{&chainedDescription_, &worker.workspace, worker.entropyDecoder.get(), outputConverter_.get(),
+                        kernels_};
+  return true;
+}
+
+int32_t DecoderSession::DecodeFieldsLocatedByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
+  workerReportsFailure_ = true;
+  fieldWorker_.Start();
+  // Guarded here too, so that the worker is waited for after a fault as well: it must
+  // not write the host's bitmap once we have returned.
+  const FieldJob firstJob = JobFor(fields_[0]);
+  const int32_t firstResult = RunGuarded([&firstJob] { return DecodeField(firstJob); });
+  fieldWorker_.WaitUntilDone();
+  if (firstResult != kIcmOk) return firstResult;
+  // The worker's field stands where the one-thread path finds the same one; where a
+  // corrupt frame leads it elsewhere, that field is decoded again its way.
+  const uint8_t* secondCodedData = ReadSecondHeadersByConsumption(firstCodedData);
+  if (secondCodedData == chainedCodedData_ && SameCoding(fields_[0].description, chainedDescription_)) {
+    return workerResult_;
+  }
+  return DecodeSecondFieldHere(secondCodedData, outputFormat);
 }
 
 int32_t DecoderSession::DecompressFrame(const BitmapHeader* outputFormat, uint8_t* outputBits,
-                                        const BitmapHeader* /*inputFormat*/, const uint8_t* inputBits) {
+                                        const BitmapHeader* inputFormat, const uint8_t* inputBits) {
   if (!begun_) return kIcmError;
   const MmxStateCleanup mmxCleanup(UsesVectorKernels(processor_));
   Field& first = fields_[0];
@@ -136,24 +222,19 @@ int32_t DecoderSession::DecompressFrame(const BitmapHeader* outputFormat, uint8_
   first.entropyDecoder->SetInput(firstCodedData);
 
   const uint32_t nextFieldOffset = twoThreads ? FindNextFieldOffset(inputBits) : 0;
-  if (nextFieldOffset == 0) return DecodeBothFieldsHere(firstCodedData, *outputFormat);
-
-  Field& second = fields_[1];
-  const uint8_t* secondField = inputBits + nextFieldOffset;
-  second.entropyDecoder->SetInput(secondField + ReadFieldHeaders(secondField, second.description));
-  if (!FitsOutput(second.description, *outputFormat)) return kIcmError;
-  workerJob_ = JobFor(second);
-  fieldWorker_.Start();
-  // On bad data in the first field the worker is deliberately not waited for.
-  if (DecodeField(JobFor(first)) != kIcmOk) return kIcmError;
-  fieldWorker_.WaitUntilDone();
-  return kIcmOk;
+  if (nextFieldOffset != 0) return DecodeWithNextFieldOffset(inputBits + nextFieldOffset, *outputFormat);
+  const uint32_t inputBytes = inputFormat != nullptr ? inputFormat->sizeImage : 0;
+  if (twoThreads && LocateSecondFieldByScan(inputBits, inputBytes, firstCodedData, *outputFormat)) {
+    return DecodeFieldsLocatedByScan(firstCodedData, *outputFormat);
+  }
+  return DecodeBothFieldsHere(firstCodedData, *outputFormat);
 }
 
 int32_t DecoderSession::End() {
   begun_ = false;
   fieldWorker_.Stop();
   for (Field& field : fields_) field.Release();
+  chainedQuantTableArea_.Release();
   outputConverter_.reset();
   return kIcmOk;
 }

@@ -55,7 +55,13 @@ class DecoderSession {
   };
 
   void StartFieldHeaders(Field& field, uint8_t fieldIndex);
+  const uint8_t* ReadSecondHeadersByConsumption(const uint8_t* firstCodedData);
+  int32_t DecodeSecondFieldHere(const uint8_t* secondCodedData, const BitmapHeader& outputFormat);
   int32_t DecodeBothFieldsHere(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
+  int32_t DecodeWithNextFieldOffset(const uint8_t* secondField, const BitmapHeader& outputFormat);
+  bool LocateSecondFieldByScan(const uint8_t* inputBits, uint32_t inputBytes, const uint8_t* firstCodedData,
+                               const BitmapHeader& outputFormat);
+  int32_t DecodeFieldsLocatedByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
   FieldJob JobFor(Field& field);
   static int32_t RunWorkerJob(void* session);
 
@@ -67,7 +73,16 @@ class DecoderSession {
   int32_t processor_ = 0;  // the processor flag the kernels were chosen by
   uint32_t processorCount_ = 0;
   Field fields_[2];
+  // The second field of a frame whose first image gives no offset to it, read as the
+  // one-thread path reads it: over a copy of the first field's description.
+  FrameDescription chainedDescription_;
+  AlignedBuffer chainedQuantTableArea_;
+  const uint8_t* chainedCodedData_ = nullptr;
   FieldJob workerJob_;
+  // Set for frames whose second field was found by scanning: the worker then reports
+  // bad data and faults in workerResult_ instead of ending silently.
+  bool workerReportsFailure_ = false;
+  int32_t workerResult_ = 0;
 };
 
 }  // namespace trvx

@@ -1,5 +1,7 @@
 #include "decoder/frame_reader.h"
 
+#include <cstring>
+
 #include "platform/fault_guard.h"
 
 namespace trvx {
@@ -10,6 +12,9 @@ constexpr uint8_t kSof0 = 0xC0;
 constexpr uint8_t kDqt = 0xDB;
 constexpr uint8_t kSos = 0xDA;
 constexpr uint8_t kApp1 = 0xE1;
+constexpr uint8_t kStuffedZero = 0x00;
+constexpr uint8_t kFirstRestart = 0xD0;
+constexpr uint8_t kLastRestart = 0xD7;
 
 constexpr int32_t kNotFound = -1;
 
@@ -103,6 +108,19 @@ uint32_t ReadFieldHeaders(const uint8_t* data, FrameDescription& description) {
   if (scanHeader == kNotFound) return 0;
   return static_cast<uint32_t>(scanHeader) + kLengthOffset +
          ReadBigEndian16(data + scanHeader + kLengthOffset);
+}
+
+uint32_t FindCodedDataEnd(const uint8_t* data, uint32_t size) {
+  uint32_t i = 0;
+  while (i + 1 < size) {
+    const void* prefix = std::memchr(data + i, kMarkerPrefix, size - 1 - i);
+    if (prefix == nullptr) break;
+    i = static_cast<uint32_t>(static_cast<const uint8_t*>(prefix) - data);
+    const uint8_t code = data[i + 1];
+    if (code != kStuffedZero && (code < kFirstRestart || code > kLastRestart)) return i;
+    i += 2;
+  }
+  return size;
 }
 
 uint32_t FindNextFieldOffset(const uint8_t* data) {

@@ -21,6 +21,11 @@ constexpr uint32_t kFieldReadWindow = kScanLimit + 4 + 0xFFFF + kQuantTableEntri
 // deliberately.
 uint32_t ReadFieldHeaders(const uint8_t* data, FrameDescription& description);
 
+// The offset of the first marker in entropy-coded data other than a stuffed 0xFF
+// (0xFF 0x00) or a restart marker, which is where a field image's coded data ends;
+// `size` when none lies within the `size` bytes from `data`. Reads nothing past them.
+uint32_t FindCodedDataEnd(const uint8_t* data, uint32_t size);
+
 // The offset to the second field image held by the first APP1 segment, or 0 when
 // there is no APP1 marker.
 uint32_t FindNextFieldOffset(const uint8_t* data);

@@ -41,26 +41,35 @@ constexpr std::size_t kHostilePadding = 2 * kFieldReadWindow + 64 * 1024;
 const BitmapHeader kInput = {40, kWidth, kHeight, 1, 24, kCodecFourCc, 0, 0, 0, 0, 0};
 const BitmapHeader kOutput = {40, kWidth, kHeight, 1, 32, 0, uint32_t(kImageBytes), 0, 0, 0, 0};
 
-// A session with its bitmap, which is followed by guard bytes that must survive.
+// Without any APP1 marker: a two-processor session then finds the second field by
+// scanning, and its result must be what the one-thread path gives for the frame. Only
+// FindNextFieldOffset looks at that code byte.
+std::vector<uint8_t> WithoutApp1(std::vector<uint8_t> frame) {
+  for (std::size_t i = 0; i + 1 < frame.size(); ++i) {
+    if (frame[i] == 0xFF && frame[i + 1] == 0xE1) frame[i + 1] = 0xE2;
+  }
+  return frame;
+}
+
+// A one-thread session with its bitmap, which is followed by guard bytes that must
+// survive, and a two-processor twin that decodes every frame without its APP1.
 class Decoder {
  public:
-  explicit Decoder(uint32_t (*processors)() = &OneProcessor) : session_(processors) {
+  Decoder() : session_(&OneProcessor), twin_(&TwoProcessors) {
     EXPECT_EQ(session_.Begin(&kInput, &kOutput), 0);
+    EXPECT_EQ(twin_.Begin(&kInput, &kOutput), 0);
   }
-  ~Decoder() { session_.End(); }
+  ~Decoder() {
+    session_.End();
+    twin_.End();
+  }
 
   int32_t Decode(const std::vector<uint8_t>& frame) {
-    bits_.assign(kImageBytes + kGuardBytes, kUntouched);
-    input_.assign(frame.size() + kHostilePadding, 0);
-    std::copy(frame.begin(), frame.end(), input_.begin());
-    const uint8_t* data = input_.data();
-    const int32_t result =
-        RunGuarded([&]() -> int32_t { return session_.DecompressFrame(&kOutput, bits_.data(), &kInput, data); });
-    EXPECT_TRUE(std::all_of(bits_.begin() + kImageBytes, bits_.end(), [](uint8_t b) { return b == kUntouched; }))
-        << "wrote past the bitmap";
+    const int32_t twinResult = DecodeIn(twin_, WithoutApp1(frame));
+    const int32_t result = DecodeIn(session_, frame);
+    EXPECT_EQ(twinResult, result) << "second field located by scanning";
     return result;
   }
-
   // Bottom-up RGB of two fields: memory row r holds field (r + 1) % 2's line (31 - r) / 2.
   std::vector<uint8_t> FieldRows(int field) const {
     std::vector<uint8_t> rows;
@@ -75,10 +84,23 @@ class Decoder {
   }
   bool AllUntouched() const { return FieldUntouched(0) && FieldUntouched(1); }
 
-  DecoderSession& session() { return session_; }
-
  private:
+  int32_t DecodeIn(DecoderSession& session, const std::vector<uint8_t>& frame) {
+    bits_.assign(kImageBytes + kGuardBytes, kUntouched);
+    input_.assign(frame.size() + kHostilePadding, 0);
+    std::copy(frame.begin(), frame.end(), input_.begin());
+    BitmapHeader input = kInput;
+    input.sizeImage = static_cast<uint32_t>(frame.size());
+    const uint8_t* data = input_.data();
+    const int32_t result =
+        RunGuarded([&]() -> int32_t { return session.DecompressFrame(&kOutput, bits_.data(), &input, data); });
+    EXPECT_TRUE(std::all_of(bits_.begin() + kImageBytes, bits_.end(), [](uint8_t b) { return b == kUntouched; }))
+        << "wrote past the bitmap";
+    return result;
+  }
+
   DecoderSession session_;
+  DecoderSession twin_;
   std::vector<uint8_t> bits_;
   std::vector<uint8_t> input_;
 };
@@ -281,6 +303,17 @@ TEST_F(HostileFrames, AbsurdFrameHeadersDecodeAsDocumented) {
     EXPECT_TRUE(decoder.AllUntouched()) << what;
     EXPECT_EQ(decoder.Decode(frame_->bytes), 0) << what << ", then a good frame";
     EXPECT_EQ(decoder.FieldRows(1), GoodField(1)) << what << ", then a good frame";
+  }
+
+  // A stray scan header behind field 0's data, inside the lead the one-thread path
+  // skips: the second field is still the one that path finds.
+  {
+    std::vector<uint8_t> frame = frame_->bytes;
+    const uint8_t stray[] = {0xFF, 0xDA, 0x00, 0x02};
+    frame.insert(frame.begin() + FieldEnd(0) - 2, std::begin(stray), std::end(stray));
+    Decoder decoder;
+    EXPECT_EQ(decoder.Decode(frame), 0) << "stray scan header";
+    EXPECT_EQ(decoder.FieldRows(1), GoodField(1));
   }
 
   // An SOS length that points far past the frame: the zeros there decode as data.
