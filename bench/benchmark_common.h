@@ -9,22 +9,17 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#include "dll_groups.h"
+#include "measure.h"
 #include "platform/worker_thread.h"
+#include "turbojpeg_peer.h"
 
 namespace trvx::bench {
-
-using Clock = std::chrono::steady_clock;
-
-struct Size {
-  int width, height;
-};
-inline constexpr Size kSizes[] = {{720, 576}, {1920, 1088}};
 
 struct CodecPath {
   const char* name;
@@ -40,9 +35,6 @@ struct PeerMode {
 inline constexpr PeerMode kPeerModes[] = {
     {"peer-SSE2", "JSIMD_FORCESSE2"}, {"peer-none", "JSIMD_FORCENONE"}, {"peer-default", ""}};
 inline constexpr int kPeerModeCount = sizeof(kPeerModes) / sizeof(kPeerModes[0]);
-
-// The libjpeg-turbo quality of every frame, decoded or encoded.
-inline constexpr int kPeerQuality = 94;
 
 struct Options {
   double seconds = 0.5;  // per measurement
@@ -64,24 +56,9 @@ struct Options {
   std::string summaryPath;  // append every figure here as a tab-separated line
 };
 
-// Runs the body repeatedly after a warm-up; the best round's frames per second.
 template <typename Body>
 double MeasureFps(const Options& options, Body&& body) {
-  const auto warmEnd = Clock::now() + std::chrono::duration<double>(options.seconds / 4);
-  while (Clock::now() < warmEnd) body();
-  double best = 0;
-  for (int round = 0; round < options.rounds; ++round) {
-    long frames = 0;
-    const auto start = Clock::now();
-    auto now = start;
-    do {
-      body();
-      ++frames;
-      now = Clock::now();
-    } while (now - start < std::chrono::duration<double>(options.seconds));
-    best = std::max(best, frames / std::chrono::duration<double>(now - start).count());
-  }
-  return best;
+  return MeasureFps(options.seconds, options.rounds, body);
 }
 
 // What a session is told of the machine, for its one-thread or two-thread mode.
@@ -91,10 +68,7 @@ inline ProcessorCountQuery ProcessorsFor(int threads) { return threads >= 2 ? &T
 
 // A profile run's last output, so that two builds can be compared byte for byte.
 inline bool WriteDump(const std::string& path, const uint8_t* data, std::size_t size) {
-  FILE* file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) return false;
-  const bool written = std::fwrite(data, 1, size, file) == size;
-  return std::fclose(file) == 0 && written;
+  return WriteWholeFile(path, data, size);
 }
 
 inline std::string SelfPath() {
@@ -206,5 +180,8 @@ int RunDecodeBenchmark(const Options& options, const std::string& self);
 int RunEncodePeer(const Options& options);
 int RunEncodeProfile(const Options& options);
 int RunEncodeBenchmark(const Options& options, const std::string& self);
+// --write-inputs: the files of dll_groups.h that come from the photographs.
+int WriteDecodeInputs(const std::string& directory);
+int WriteEncodeInputs(const std::string& directory);
 
 }  // namespace trvx::bench

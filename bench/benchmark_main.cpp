@@ -9,6 +9,7 @@
 int main(int argc, char** argv) {
   using namespace trvx::bench;
   Options options;
+  std::string inputsDirectory;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg == "--peer" && i + 1 < argc) {
@@ -40,6 +41,8 @@ int main(int argc, char** argv) {
       options.profileThreads = std::atoi(argv[++i]);
     } else if (arg == "--dump" && i + 1 < argc) {
       options.dumpPath = argv[++i];
+    } else if (arg == "--write-inputs" && i + 1 < argc) {
+      inputsDirectory = argv[++i];
     } else if (arg == "--rounds" && i + 1 < argc) {
       options.rounds = std::max(1, std::atoi(argv[++i]));
     } else {
@@ -48,16 +51,22 @@ int main(int argc, char** argv) {
                    "[--fast-dct] [--ffmpeg] [--summary FILE]\n"
                    "       %s --profile FRAMES TRVX_CPU BGR24|BGRA32|UYVY [--dump FILE]\n"
                    "       %s --profile-encode FRAMES TRVX_CPU BGR24|YUY2 THREADS [--dump FILE]\n"
+                   "       %s --write-inputs DIRECTORY\n"
                    "  S seconds per measurement (default 0.5), best of N rounds (default 3);\n"
                    "  --ffmpeg adds ffmpeg's M-JPEG (libavcodec, one thread) to each group,\n"
                    "  --summary appends every figure to FILE as tab-separated lines;\n"
                    "  --fast-upsample gives libjpeg-turbo TJFLAG_FASTUPSAMPLE when decoding,\n"
                    "  --fast-dct TJFLAG_FASTDCT when encoding;\n"
                    "  --profile decodes, --profile-encode encodes FRAMES 1920x1088 frames and nothing else,\n"
-                   "  --dump writes the last bitmap or frame to FILE\n",
-                   argv[0], argv[0], argv[0]);
+                   "  --dump writes the last bitmap or frame to FILE;\n"
+                   "  --write-inputs writes the bitmaps and libjpeg-turbo frames that trvx_dll_bench\n"
+                   "  and trvx_peer_bench read (bench/dll_groups.h)\n",
+                   argv[0], argv[0], argv[0], argv[0]);
       return 2;
     }
+  }
+  if (!inputsDirectory.empty()) {
+    return WriteEncodeInputs(inputsDirectory) == 0 ? WriteDecodeInputs(inputsDirectory) : 1;
   }
   if (options.peerGroup >= 0) return RunDecodePeer(options);
   if (options.peerEncodeGroup >= 0) return RunEncodePeer(options);

@@ -2,8 +2,6 @@
 // two-field frames from a photograph, decoded by the codec session (one and two
 // threads, per processor path) and by TurboJPEG field after field into the same
 // output layout. All ratios come from one invocation.
-#include <turbojpeg.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -30,14 +28,14 @@ struct OutputFormat {
   const char* name;
   uint16_t bitCount;
   uint32_t compression;
-  int peerPixelFormat;  // -1: planar 4:2:2 YUV, the nearest TurboJPEG has to packed YUV
+  PeerLayout peerLayout;
   Bitmap ffmpegBitmap;
 };
 
 const OutputFormat kFormats[] = {
-    {"BGR24", 24, 0, TJPF_BGR, Bitmap::Bgr24},
-    {"BGRA32", 32, 0, TJPF_BGRA, Bitmap::Bgra32},
-    {"UYVY", 16, trvx::MakeFourCc('U', 'Y', 'V', 'Y'), -1, Bitmap::Uyvy},
+    {"BGR24", 24, 0, PeerLayout::Bgr24, Bitmap::Bgr24},
+    {"BGRA32", 32, 0, PeerLayout::Bgra32, Bitmap::Bgra32},
+    {"UYVY", 16, trvx::MakeFourCc('U', 'Y', 'V', 'Y'), PeerLayout::YuvPlanes, Bitmap::Uyvy},
 };
 constexpr int kFormatCount = sizeof(kFormats) / sizeof(kFormats[0]);
 constexpr int kQuality = kPeerQuality;
@@ -113,46 +111,17 @@ double CodecFps(const Options& options, const Source& source, const OutputFormat
   return fps;
 }
 
-// TurboJPEG, one field after the other, each field's lines landing on every other
-// line of the bitmap (bottom-up for RGB, as the codec writes a positive-height DIB).
+// TurboJPEG, one field after the other, into the same layout.
 double PeerFps(const Options& options, const Source& source, const OutputFormat& format) {
-  tjhandle handle = tjInitDecompress();
-  if (handle == nullptr) return 0;
-  const int width = source.size.width, height = source.size.height, fieldHeight = height / 2;
-  const int flags = options.fastUpsample ? TJFLAG_FASTUPSAMPLE : 0;
+  PeerFrameDecoder peer(source.size.width, source.size.height, format.peerLayout, options.fastUpsample);
+  if (!peer.ok()) return 0;
   bool failed = false;
-  double fps = 0;
-  if (format.peerPixelFormat >= 0) {
-    const std::size_t rowBytes = RowBytes(format, width);
-    std::vector<uint8_t> bits(rowBytes * height);
-    fps = MeasureFps(options, [&] {
-      for (int field = 0; field < 2; ++field) {
-        const std::vector<uint8_t>& jpeg = source.fieldImages[field];
-        // Bottom-up: frame line 2l + f sits (fieldHeight - 1 - l) double rows above the
-        // end, offset by one row for field 0.
-        uint8_t* first = bits.data() + (1 - field) * rowBytes;
-        if (tjDecompress2(handle, jpeg.data(), jpeg.size(), first, width, static_cast<int>(2 * rowBytes), fieldHeight,
-                          format.peerPixelFormat, flags | TJFLAG_BOTTOMUP) != 0) {
-          failed = true;
-        }
-      }
-    });
-  } else {
-    std::vector<uint8_t> y(static_cast<std::size_t>(width) * height), cb(y.size() / 2), cr(y.size() / 2);
-    fps = MeasureFps(options, [&] {
-      for (int field = 0; field < 2; ++field) {
-        const std::vector<uint8_t>& jpeg = source.fieldImages[field];
-        unsigned char* planes[3] = {y.data() + field * width, cb.data() + field * (width / 2),
-                                    cr.data() + field * (width / 2)};
-        int strides[3] = {2 * width, width, width};
-        if (tjDecompressToYUVPlanes(handle, jpeg.data(), jpeg.size(), planes, width, strides, fieldHeight, flags) !=
-            0) {
-          failed = true;
-        }
-      }
-    });
-  }
-  tjDestroy(handle);
+  const double fps = MeasureFps(options, [&] {
+    for (int field = 0; field < 2; ++field) {
+      const std::vector<uint8_t>& jpeg = source.fieldImages[field];
+      if (!peer.DecodeField(field, jpeg.data(), jpeg.size())) failed = true;
+    }
+  });
   return failed ? 0 : fps;
 }
 
@@ -195,6 +164,19 @@ int RunDecodePeer(const Options& options) {
   return RunPeer(options, sources);
 }
 
+int WriteDecodeInputs(const std::string& directory) {
+  std::vector<Source> sources;
+  if (!LoadSources(sources)) return 1;
+  for (const Source& source : sources) {
+    const std::string path = directory + "/" + FrameFile(source.size, kLibjpegFrames);
+    if (!WriteWholeFile(path, source.codecFrame.bytes.data(), source.codecFrame.length)) {
+      std::fprintf(stderr, "cannot write %s\n", path.c_str());
+      return 1;
+    }
+  }
+  return 0;
+}
+
 int RunDecodeProfile(const Options& options) {
   std::vector<Source> sources;
   if (!LoadSources(sources)) return 1;
@@ -228,7 +210,7 @@ int RunDecodeBenchmark(const Options& options, const std::string& self) {
                                                      source.size, format.ffmpegBitmap)
                                    : 0;
       std::printf("\n%s (%zu-byte frame)%s\n", key.c_str(), source.codecFrame.length,
-                  format.peerPixelFormat < 0 ? "  [peer: planar 4:2:2 YUV]" : "");
+                  format.peerLayout == PeerLayout::YuvPlanes ? "  [peer: planar 4:2:2 YUV]" : "");
       double codec[kPathCount][3] = {};
       for (int path = 0; path < kPathCount; ++path) {
         for (int threads = 2; threads >= 1; --threads) {

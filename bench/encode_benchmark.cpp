@@ -10,8 +10,6 @@
 // For YUY2 the peer first splits the packed frame into Y, Cb and Cr planes (it has no
 // packed input); that split is part of its timed frame, as the codec's unpacking is
 // part of its own.
-#include <turbojpeg.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -173,55 +171,15 @@ double CodecFps(const Options& options, const EncodeSource& source, const InputF
 // TurboJPEG, one field after the other into preallocated buffers: from the BGR
 // bitmap's every other row, or from the planes split out of the YUY2 frame.
 double PeerFps(const Options& options, const EncodeSource& source, const InputFormat& format, unsigned long& bytes) {
-  tjhandle handle = tjInitCompress();
-  if (handle == nullptr) return 0;
-  const int width = source.size.width, height = source.size.height, fieldHeight = height / 2;
-  const int flags = TJFLAG_NOREALLOC | (options.fastDct ? TJFLAG_FASTDCT : 0);
-  const unsigned long capacity = tjBufSize(width, fieldHeight, TJSAMP_422);
-  unsigned char* jpeg[2] = {tjAlloc(static_cast<int>(capacity)), tjAlloc(static_cast<int>(capacity))};
-  unsigned long sizes[2] = {};
-  bool failed = jpeg[0] == nullptr || jpeg[1] == nullptr;
-  double fps = 0;
-  if (!failed && format.bitCount == 24) {
-    const std::size_t rowBytes = static_cast<std::size_t>(width) * 3;
-    fps = MeasureFps(options, [&] {
-      for (int field = 0; field < 2; ++field) {
-        // Bottom-up: frame line 2l + f sits (fieldHeight - 1 - l) double rows above the
-        // end, offset by one row for field 0.
-        const uint8_t* first = source.bgr.data() + (1 - field) * rowBytes;
-        sizes[field] = capacity;
-        if (tjCompress2(handle, first, width, static_cast<int>(2 * rowBytes), fieldHeight, TJPF_BGR, &jpeg[field],
-                        &sizes[field], TJSAMP_422, kPeerQuality, flags | TJFLAG_BOTTOMUP) != 0) {
-          failed = true;
-        }
-      }
-    });
-  } else if (!failed) {
-    std::vector<uint8_t> y(static_cast<std::size_t>(width) * height), cb(y.size() / 2), cr(y.size() / 2);
-    fps = MeasureFps(options, [&] {
-      const uint8_t* in = source.yuy2.data();
-      for (std::size_t pair = 0; pair < cb.size(); ++pair, in += 4) {
-        y[2 * pair] = in[0];
-        cb[pair] = in[1];
-        y[2 * pair + 1] = in[2];
-        cr[pair] = in[3];
-      }
-      for (int field = 0; field < 2; ++field) {
-        const unsigned char* planes[3] = {y.data() + field * width, cb.data() + field * (width / 2),
-                                          cr.data() + field * (width / 2)};
-        int strides[3] = {2 * width, width, width};
-        sizes[field] = capacity;
-        if (tjCompressFromYUVPlanes(handle, planes, width, strides, fieldHeight, TJSAMP_422, &jpeg[field],
-                                    &sizes[field], kPeerQuality, flags) != 0) {
-          failed = true;
-        }
-      }
-    });
-  }
-  bytes = sizes[0] + sizes[1];
-  tjFree(jpeg[0]);
-  tjFree(jpeg[1]);
-  tjDestroy(handle);
+  PeerFrameEncoder peer(source.size.width, source.size.height, options.fastDct);
+  bytes = 0;
+  if (!peer.ok()) return 0;
+  bool failed = false;
+  const uint8_t* bits = source.Bits(format).data();
+  const double fps = MeasureFps(options, [&] {
+    if (!(format.bitCount == 24 ? peer.EncodeBgr(bits) : peer.EncodeYuy2(bits))) failed = true;
+  });
+  bytes = peer.Bytes();
   return failed ? 0 : fps;
 }
 
@@ -241,6 +199,21 @@ int RunEncodePeer(const Options& options) {
   std::vector<EncodeSource> sources;
   if (!LoadEncodeSources(sources)) return 1;
   return RunPeer(options, sources);
+}
+
+int WriteEncodeInputs(const std::string& directory) {
+  std::vector<EncodeSource> sources;
+  if (!LoadEncodeSources(sources)) return 1;
+  for (const EncodeSource& source : sources) {
+    for (const InputFormat& format : kInputFormats) {
+      const std::string path = directory + "/" + InputFile(source.size, format.name);
+      if (!WriteWholeFile(path, source.Bits(format).data(), source.Bits(format).size())) {
+        std::fprintf(stderr, "cannot write %s\n", path.c_str());
+        return 1;
+      }
+    }
+  }
+  return 0;
 }
 
 // Only codec frames of 1920x1088, for a profiler or an allocation count.

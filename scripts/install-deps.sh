@@ -3,7 +3,8 @@
 # tests, the demo and the benchmark run: native toolchain, mingw-w64 cross compiler,
 # 32-bit Wine, Xvfb, the outside JPEG tools used as test oracles and benchmark peers,
 # the photographs that tests and the demo start from, the font of the demo picture, and
-# what make dist and make bench need. Idempotent; quiet unless something fails.
+# what make dist and make bench need (libjpeg-turbo for i386 too, the peer of the
+# 32-bit DLL). Idempotent; quiet unless something fails.
 set -euo pipefail
 
 log=$(mktemp /tmp/trvx-install.XXXXXX.log)
@@ -31,6 +32,7 @@ packages=(
   ffmpeg libjpeg-turbo-progs libturbojpeg0-dev libjpeg62-turbo-dev mate-backgrounds fonts-dejavu-core
   clang libclang-rt-14-dev
   python3 zip unzip gnuplot-nox libavcodec-dev libswscale-dev
+  g++-multilib libturbojpeg0:i386 libjpeg62-turbo:i386
 )
 
 missing() {
