@@ -1,24 +1,52 @@
 #!/usr/bin/env python3
-"""Turns trvx_benchmark's --summary lines into the table make bench prints, and the
-mean ratios into a data file for bench/chart.gp.
+"""Turns the summary lines of trvx_dll_bench and trvx_peer_bench (bench/dll_groups.h)
+into the tables make bench prints, and the mean ratios into a data file for
+bench/chart.gp.
 Usage: report.py SUMMARY CHART_DATA"""
 import math
 import sys
 
-PATHS = ["SSE2", "plain", "SSE", "MMX"]
-PEERS = [("libjpeg-turbo", "default", "libjpeg-turbo, default SIMD"), ("libjpeg-turbo", "SSE2", "libjpeg-turbo, SSE2"),
-         ("libjpeg-turbo", "none", "libjpeg-turbo, no SIMD"), ("ffmpeg", "default", "ffmpeg (libavcodec)")]
-CONFIGURATIONS = [(path, threads) for path in PATHS for threads in (2, 1)]
-LABEL, WIDTH = 31, 8
+DLL, I386, X64 = "trvx.dll", "libjpeg-turbo i386", "libjpeg-turbo x86-64"
+# TRVX_CPU values in the order of the tables; the machine's own class comes last.
+FORCED = ["31", "15", "3", "0"]
+# The kernels a processor class runs (AMD with SSE2, 159, deliberately the plain ones),
+# and libjpeg-turbo's mode of the same instruction set.
+PATH = {"0": "plain", "1": "MMX", "3": "MMX", "15": "SSE", "31": "SSE2", "135": "SSE", "143": "SSE", "159": "plain"}
+PEER_MODE = {"plain": "none", "MMX": "MMX", "SSE": "SSE", "SSE2": "SSE2"}
+I386_MODES = ["default", "SSE2", "SSE", "MMX", "none"]
+X64_MODES = ["default", "SSE2", "none"]
+FRAMES = {"-": "", "two-thread": "2-thr.", "one-thread": "1-thr.", "libjpeg-turbo": "libjpeg"}
+HEADLINE = {"encode": None, "decode": "two-thread"}
+TITLE = {"encode": "compress (ICCompress, quality 7000)", "decode": "decompress (ICDecompress)"}
+LABEL, WIDTH = 34, 8
 
 
-def like_for_like(path):
-    # The codec's SIMD paths against libjpeg-turbo's SSE2, its plain code against no SIMD.
-    return "none" if path == "plain" else "SSE2"
+def class_of(configuration):
+    return configuration.split()[-1]
 
 
-def name(path, threads):
-    return f"{path}, {threads} thread{'s' if threads == 2 else ''}"
+def path_of(configuration):
+    return PATH.get(class_of(configuration), "plain")
+
+
+def dll_label(configuration):
+    if configuration.startswith("own"):
+        return f"own {class_of(configuration)} ({path_of(configuration)})"
+    return f"{path_of(configuration)} ({configuration})"
+
+
+def processors_label(processors):
+    return f"{processors} CPU{'s' if processors != 1 else ''}"
+
+
+def target(direction, configuration, processors, peer):
+    """The goal of a DLL/peer ratio, or None."""
+    path = path_of(configuration)
+    if peer == "i386":
+        if processors == 1:
+            return 0.9
+        return 1.6 if path in ("SSE2", "plain") else None
+    return 1.0 if path == "SSE2" and processors == 2 else None
 
 
 def mean(values):
@@ -27,50 +55,97 @@ def mean(values):
 
 
 def main(summary_path, chart_path):
-    fps, groups = {}, {}
+    fps, columns, configurations = {}, {}, []
     with open(summary_path) as summary:
         for line in summary:
-            direction, size, fmt, side, configuration, threads, value = line.rstrip("\n").split("\t")
-            groups.setdefault(direction, [])
-            if (size, fmt) not in groups[direction]:
-                groups[direction].append((size, fmt))
-            fps[(direction, size, fmt, side, configuration, int(threads))] = float(value)
+            direction, size, fmt, frames, side, configuration, processors, value = line.rstrip("\r\n").split("\t")
+            column = (size, frames, fmt)
+            columns.setdefault(direction, [])
+            if column not in columns[direction]:
+                columns[direction].append(column)
+            if side == DLL and (configuration, int(processors)) not in configurations:
+                configurations.append((configuration, int(processors)))
+            fps[(direction, column, side, configuration, int(processors))] = float(value)
+    configurations.sort(key=lambda c: (FORCED.index(c[0]) if c[0] in FORCED else len(FORCED), -c[1]))
 
-    def ratio(codec, peer):
-        return codec / peer if peer > 0 else 0.0
+    def value(direction, column, side, configuration, processors=1):
+        return fps.get((direction, column, side, configuration, processors), 0.0)
 
-    chart = []
-    for direction, columns in groups.items():
-        sizes = list(dict.fromkeys(size for size, _ in columns))
-        print(("\n" + " " * LABEL + "".join(f"{size:^{WIDTH * sum(s == size for s, _ in columns)}}"
-                                             for size in sizes)).rstrip())
+    def ratio(a, b):
+        return a / b if a > 0 and b > 0 else 0.0
 
-        def header(title, last=""):
-            print((f"{title:<{LABEL}}" + "".join(f"{fmt:>{WIDTH}}" for _, fmt in columns) + f"{last:>{WIDTH}}").rstrip())
+    def table(direction, title, cols, rows, extra=()):
+        sizes = list(dict.fromkeys(size for size, _, _ in cols))
+        print(("\n" + " " * LABEL + "".join(f"{size:^{WIDTH * sum(s == size for s, _, _ in cols)}}"
+                                            for size in sizes)).rstrip())
+        if direction == "decode":
+            print((" " * LABEL + "".join(f"{FRAMES[frames]:>{WIDTH}}" for _, frames, _ in cols)).rstrip())
+        print(f"{title:<{LABEL}}" + "".join(f"{fmt:>{WIDTH}}" for _, _, fmt in cols) +
+              "".join(f"{e:>{WIDTH}}" for e in extra))
+        for label, values, digits, tail in rows:
+            if any(values):
+                print(f"  {label:<{LABEL - 2}}" + "".join(f"{v:{WIDTH}.{digits}f}" for v in values) + tail)
 
-        header(f"{direction}, frames per second")
-        rows = [(f"codec {name(p, t)}", [fps[(direction, *c, "codec", p, t)] for c in columns])
-                for p, t in CONFIGURATIONS]
-        rows += [(label, [fps[(direction, *c, side, mode, 1)] for c in columns]) for side, mode, label in PEERS]
-        for label, values in rows:
-            print(f"  {label:<{LABEL - 2}}" + "".join(f"{v:{WIDTH}.1f}" for v in values))
+    chart, verdicts = {}, []
+    for direction in ("encode", "decode"):
+        if direction not in columns:
+            continue
+        cols = columns[direction]
+        print(f"\n{TITLE[direction]}")
+        rows = [(f"dll {dll_label(c)}, {processors_label(p)}", [value(direction, col, DLL, c, p) for col in cols], 1, "")
+                for c, p in configurations]
+        rows += [(f"i386 libjpeg-turbo {m}", [value(direction, col, I386, m) for col in cols], 1, "")
+                 for m in I386_MODES]
+        rows += [(f"x86-64 libjpeg-turbo {m}", [value(direction, col, X64, m) for col in cols], 1, "")
+                 for m in X64_MODES]
+        table(direction, "frames/s", cols, rows)
+
+        # The headline columns carry the means and the targets; the others follow alone.
+        headline = [col for col in cols if HEADLINE[direction] in (None, col[1])]
+        others = [col for col in cols if col not in headline]
         means = {}
-        for title, peer_of in (("codec / libjpeg-turbo", lambda p: ("libjpeg-turbo", like_for_like(p))),
-                               ("codec / ffmpeg", lambda p: ("ffmpeg", "default"))):
-            header(f"{direction}, {title}", "mean")
-            for p, t in CONFIGURATIONS:
-                ratios = [ratio(fps[(direction, *c, "codec", p, t)], fps[(direction, *c, *peer_of(p), 1)])
-                          for c in columns]
-                means.setdefault((p, t), []).append(mean(ratios))
-                print(f"  {name(p, t):<{LABEL - 2}}" + "".join(f"{r:{WIDTH}.2f}" for r in ratios + [mean(ratios)]))
-        chart.append([(p, f"{t} thread{'s' if t == 2 else ''}", *means[(p, t)]) for p, t in CONFIGURATIONS])
-    print("\ncodec / libjpeg-turbo: the codec's SIMD paths against its SSE2, plain code against no SIMD;"
-          "\nmean: geometric mean over sizes and formats.")
+        for peer, title in (("i386", "dll / i386 same path"), ("x86-64", "dll / x86-64 default")):
+            side = I386 if peer == "i386" else X64
+            rows, other_rows = [], []
+            for c, p in configurations:
+                mode = PEER_MODE[path_of(c)] if peer == "i386" else "default"
+
+                def ratios(group):
+                    return [ratio(value(direction, col, DLL, c, p), value(direction, col, side, mode)) for col in group]
+
+                chosen = ratios(headline)
+                goal = target(direction, c, p, peer)
+                means[(c, p, peer)] = mean(chosen)
+                verdict = ""
+                if goal is not None:
+                    verdict = f"  >={goal:.1f} " + ("met" if min(chosen) >= goal else "MISSED")
+                    verdicts.append((direction, f"{dll_label(c)}, {processors_label(p)} / {peer} {mode}",
+                                     min(chosen), mean(chosen), goal))
+                label = f"{dll_label(c)}, {processors_label(p)} / {mode}"
+                rows.append((label, chosen + [mean(chosen), min(chosen)], 2, verdict))
+                other_rows.append((label, ratios(others), 2, ""))
+            table(direction, title, headline, rows, ("mean", "worst"))
+            if others:
+                table(direction, title, others, other_rows)
+        chart[direction] = [(c, p, means[(c, p, "i386")], means[(c, p, "x86-64")], target(direction, c, p, "i386"),
+                             target(direction, c, p, "x86-64")) for c, p in configurations]
+
+    print(f"\nRatios pair each path with {I386} in the same instruction set: SSE2 with SSE2, SSE with"
+          "\nSSE, MMX with MMX, plain code with no SIMD. Mean (geometric) and worst are over every"
+          "\ncolumn when compressing, over the codec's own two-thread frames when decompressing.")
+    print("\ntargets (worst ratio):")
+    for direction, what, worst, average, goal in verdicts:
+        print(f"  {direction:<7}{what:<40}{worst:6.2f}  (mean {average:.2f})  >= {goal:.1f}  "
+              + ("met" if worst >= goal else "MISSED"))
 
     with open(chart_path, "w") as data:
-        for block, (direction, rows) in enumerate(zip(groups, chart)):
-            data.write(f"# {direction}: path, threads, mean ratio to libjpeg-turbo, to ffmpeg\n")
-            data.writelines(f'"{path}" "{threads}" {a:.3f} {b:.3f}\n' for path, threads, a, b in rows)
+        for direction in ("encode", "decode"):
+            data.write(f"# {direction}: configuration, processors, mean ratio to i386 same path, to x86-64 default,"
+                       " their targets\n")
+            for c, p, a, b, ta, tb in chart.get(direction, []):
+                label = dll_label(c).replace(" (", "\\n(")
+                data.write(f'"{label}" "{processors_label(p)}" {a:.3f} {b:.3f} '
+                           f'{"NaN" if ta is None else ta} {"NaN" if tb is None else tb}\n')
             data.write("\n\n")
 
 

@@ -1,23 +1,111 @@
 #!/usr/bin/env bash
-# make bench: one run of trvx_benchmark with ffmpeg beside libjpeg-turbo, both
-# directions; prints one table of frames per second and ratios and draws
-# out/bench.png. Arguments go to trvx_benchmark (e.g. --seconds 1 --rounds 5).
+# make bench: the shipped trvx.dll, built as make dist builds it, under Wine through the
+# Video Compression Manager, against libjpeg-turbo for i386 and x86-64 on the same
+# files; then the native core benchmark (trvx_benchmark, with ffmpeg). Prints the
+# tables (out/bench.txt), draws out/bench.png; every figure's log is out/bench.log.
+#   bench-report.sh [--seconds S] [--rounds N] [--headline-rounds M]
+# S seconds per measurement (default 0.5), best of N rounds (default 3), and of M
+# (default 5) for decoding the codec's own two-thread frames, the headline.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 out=$root/out
+seconds=0.5 rounds=3 headline=5
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --seconds) seconds=$2 ;;
+    --rounds) rounds=$2 ;;
+    --headline-rounds) headline=$2 ;;
+    *) echo "usage: $0 [--seconds S] [--rounds N] [--headline-rounds M]" >&2; exit 2 ;;
+  esac
+  shift 2
+done
 
 "$root/scripts/install-deps.sh"
 mkdir -p "$out"
-summary=$out/bench.tsv
-rm -f "$summary"
-echo "bench: measuring both directions, a few minutes; every group's figures go to out/bench.log" >&2
-"$root/scripts/benchmark.sh" --ffmpeg --summary "$summary" "$@" >"$out/bench.log" 2>&1 || {
-  tail -n 20 "$out/bench.log" >&2
+log=$out/bench.log
+summary=$out/bench.tsv core=$out/bench-core.tsv
+rm -f "$summary" "$core"
+: >"$log"
+started=$SECONDS
+step() { echo "bench: $*" >&2; echo "== $*" >>"$log"; }
+fail() {
+  tail -n 20 "$log" >&2
+  echo "bench: failed (whole log: out/bench.log)" >&2
   exit 1
 }
+
+# Release -O2, as make dist builds the DLL; native tools in build/bench.
+step "building trvx.dll, its Windows host and the native tools"
+native=$root/build/bench win32=$root/build/bench-win32
+{
+  cmake -S "$root" -B "$native" -G Ninja -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" &&
+    ninja -C "$native" trvx_benchmark trvx_peer_bench trvx_peer_bench32 &&
+    cmake -S "$root" -B "$win32" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/i686-w64-mingw32.cmake" \
+      -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" &&
+    ninja -C "$win32" trvx trvx_dll_bench
+} >>"$log" 2>&1 || fail
+
+data=$root/build/bench-data
+rm -rf "$data"
+mkdir -p "$data"
+"$native/bin/trvx_benchmark" --write-inputs "$data" >>"$log" 2>&1 || fail
+
+# Installed as the .inf installs it: in the system directory, registered as vidc.TRVX.
+step "making a Wine prefix with the codec installed"
+prefix=$win32/bench-prefix
+trap '"$root/scripts/wine-prefix.sh" remove "$prefix"' EXIT
+"$root/scripts/wine-prefix.sh" create "$prefix"
+cp "$win32/bin/trvx.dll" "$prefix/drive_c/windows/system32/trvx.dll"
+WINEPREFIX=$prefix WINEDEBUG=-all wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\Drivers32' \
+  /v vidc.TRVX /d trvx.dll /f >/dev/null 2>&1
+
+host=("$root/scripts/wine-run.sh" "$prefix" "$win32/bin/trvx_dll_bench.exe")
+one_processor=("$root/scripts/one-processor.sh")
+timing=(--seconds "$seconds" --rounds "$rounds" --headline-rounds "$headline")
+
+# The codec writes its two-thread layout only where it sees two processors.
+step "writing the codec's own frames on two processors and on one"
+"${host[@]}" write "Z:$data" >>"$log" 2>&1 || fail
+"${one_processor[@]}" "${host[@]}" write "Z:$data" >>"$log" 2>&1 || fail
+
+# TRVX_CPU (empty: the machine's own class) processors
+dll() {
+  local cpu=$1 processors=$2 run=()
+  [ "$processors" = 1 ] && run=("${one_processor[@]}")
+  if [ -n "$cpu" ]; then
+    run=(env "TRVX_CPU=$cpu" "${run[@]}")
+  else
+    run=(env -u TRVX_CPU "${run[@]}")
+  fi
+  "${run[@]}" "${host[@]}" measure "Z:$data" "${timing[@]}" --summary "Z:$summary" >>"$log" 2>&1 || fail
+}
+# 32|64 JSIMD mode (empty: libjpeg-turbo's own choice)
+peer() {
+  local program=$native/bin/trvx_peer_bench mode=$2
+  [ "$1" = 32 ] && program=${program}32
+  env -u JSIMD_FORCEMMX -u JSIMD_FORCE3DNOW -u JSIMD_FORCESSE -u JSIMD_FORCESSE2 -u JSIMD_FORCEAVX2 \
+    -u JSIMD_FORCENONE ${mode:+"JSIMD_FORCE$mode=1"} \
+    "$program" "$data" "${timing[@]}" --summary "$summary" >>"$log" 2>&1 || fail
+}
+
+# Each path next to its i386 peer, so that a change of load shifts both alike.
+for pair in 31:SSE2 15:SSE 3:MMX 0:NONE :; do
+  cpu=${pair%%:*} mode=${pair#*:}
+  step "trvx.dll on processor path ${cpu:-of this machine}, two processors and one, and its i386 peer"
+  dll "$cpu" 2
+  dll "$cpu" 1
+  peer 32 "$mode"
+done
+step "libjpeg-turbo x86-64: default, SSE2, no SIMD"
+for mode in "" SSE2 NONE; do peer 64 "$mode"; done
+
+step "native core benchmark with ffmpeg (trvx_benchmark)"
+"$native/bin/trvx_benchmark" --ffmpeg --seconds "$seconds" --rounds "$rounds" --summary "$core" >>"$log" 2>&1 || fail
+
 python3 "$root/bench/report.py" "$summary" "$out/bench-chart.dat" | tee "$out/bench.txt"
+echo
+python3 "$root/bench/core_report.py" "$core" | tee -a "$out/bench.txt"
 # The processor's name, kept to characters that gnuplot's enhanced text shows as they are.
 machine="$(nproc) x $(sed -n 's/^model name\s*:\s*//p' /proc/cpuinfo | head -n 1 | tr -cd 'A-Za-z0-9 ().,@-')"
-gnuplot -e "data='$out/bench-chart.dat'; output='$out/bench.png'; machine='$machine'" \
-  "$root/bench/chart.gp"
-echo "bench: table in out/bench.txt, chart in out/bench.png"
+gnuplot -e "data='$out/bench-chart.dat'; output='$out/bench.png'; machine='$machine'" "$root/bench/chart.gp"
+echo "bench: $((SECONDS - started)) s; table in out/bench.txt, chart in out/bench.png, every figure in out/bench.log"
