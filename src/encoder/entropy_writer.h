@@ -113,6 +113,10 @@ class EntropyWriterMmx final : public EntropyWriter {
   NonZeroMaskKernel nonZeroMask_;
   uint64_t accumulator_ = 0;
   uint32_t pending_ = 0;
+  // A session makes its two writers one after the other and runs them on two
+  // threads: without this gap their cursors and accumulators, written for every MCU,
+  // can share a cache line.
+  [[maybe_unused]] uint8_t cacheLineGap_[64] = {};
 };
 
 // Magnitude category: the bit count of |value|, 0 for 0.

@@ -40,26 +40,58 @@ inline uint32_t Amplitude(int32_t value, uint32_t& size) {
   return AmplitudeBits(value, size);
 }
 
+// Calls visit(k) for each set bit k of mask, lowest first. A 32-bit build walks the
+// halves one after the other: a 64-bit bit scan there is a library call.
+template <class Visit>
+__attribute__((always_inline)) inline void ForEachSetBit(uint64_t mask, Visit visit) {
+  if constexpr (sizeof(void*) == 8) {
+    for (; mask != 0; mask &= mask - 1) visit(__builtin_ctzll(mask));
+  } else {
+    for (uint32_t low = uint32_t(mask); low != 0; low &= low - 1) visit(__builtin_ctz(low));
+    for (uint32_t high = uint32_t(mask >> 32); high != 0; high &= high - 1) visit(32 + __builtin_ctz(high));
+  }
+}
+
 }  // namespace
 
 EntropyWriterMmx::EntropyWriterMmx(NonZeroMaskKernel nonZeroMask) : nonZeroMask_(nonZeroMask) {
   std::call_once(g_amplitudesBuilt, BuildAmplitudes);
 }
 
-// The writer's accumulator and cursor, held in registers while an MCU is coded.
+// The writer's accumulator and cursor, held in registers while an MCU is coded. The
+// newest bits are at the bottom of the accumulator; bits above the pending ones are
+// stale and shifted out before they are written.
 struct EntropyWriterMmx::BitSink {
   uint64_t accumulator;
   uint32_t pending;
   uint8_t* cursor;
 
-  // Before each symbol: at most 31 bits stay pending, so a symbol of up to 27 bits fits.
+  // A symbol has at most 27 bits (16 of code and 11 of value).
   void Put(uint32_t code, uint32_t count) {
-    if (pending >= 32) {
-      PutWord(cursor, uint32_t(accumulator >> (pending - 32)));
-      pending -= 32;
+    if constexpr (sizeof(void*) == 8) {
+      // At most 31 bits stay pending, so the symbol fits beside them.
+      if (pending >= 32) {
+        PutWord(cursor, uint32_t(accumulator >> (pending - 32)));
+        pending -= 32;
+      }
+      accumulator = accumulator << count | code;
+      pending += count;
+    } else {
+      // 64-bit shifts take several instructions on a 32-bit processor: the low half
+      // alone is the accumulator here, and at most 31 bits stay pending after a word
+      // goes out.
+      uint32_t low = uint32_t(accumulator);
+      if (pending + count < 32) {
+        low = low << count | code;
+        pending += count;
+      } else {
+        const uint32_t over = pending + count - 32;
+        PutWord(cursor, (pending == 0 ? 0 : low << (32 - pending)) | code >> over);
+        low = code;
+        pending = over;
+      }
+      accumulator = low;
     }
-    accumulator = accumulator << count | code;
-    pending += count;
   }
 };
 
@@ -81,24 +113,19 @@ int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
     sink.Put(uint32_t(codes.dc[category].code) << category | bits, codes.dc[category].length + category);
 
     // Walk the non-zero coefficients; runs of 16 zeros before one become ZRL symbols.
-    // Bit k of `rest` stands for coefficient previous + 1 + k.
     const uint32_t* ac = codes.ac;
-    uint64_t rest = nonZeroMask_(block) >> 1;
     int previous = 0;
-    while (rest != 0) {
-      const int skipped = __builtin_ctzll(rest);
-      // Bit 63 of `rest` is clear, so the shift stays below 64.
-      rest >>= skipped + 1;
-      previous += 1 + skipped;
-      int run = skipped;
+    ForEachSetBit(nonZeroMask_(block) & ~uint64_t{1}, [&](int k) {
+      int run = k - previous - 1;
+      previous = k;
       for (; run >= 16; run -= 16) sink.Put(CodeBits(ac[AcCodeIndex(0, 15)]), CodeLength(ac[AcCodeIndex(0, 15)]));
       uint32_t size = 0;
-      const uint32_t amplitude = Amplitude(block[previous], size);
+      const uint32_t amplitude = Amplitude(block[k], size);
       const uint32_t entry = size <= uint32_t(kMaxAcSize) ? ac[AcCodeIndex(size, uint32_t(run))] : 0;
       if (entry == 0) DeliberateFault();
       // Code and amplitude in one go: at most 16 + 10 bits.
       sink.Put(CodeBits(entry) << size | amplitude, CodeLength(entry) + size);
-    }
+    });
     if (previous != 63) sink.Put(CodeBits(ac[AcCodeIndex(0, 0)]), CodeLength(ac[AcCodeIndex(0, 0)]));
   }
   accumulator_ = sink.accumulator;
