@@ -27,6 +27,8 @@ summary=$out/bench.tsv core=$out/bench-core.tsv
 rm -f "$summary" "$core"
 : >"$log"
 started=$SECONDS
+# Two-processor figures need both processors free: the load says whether they were.
+load_at_start=$(cut -d' ' -f1 /proc/loadavg)
 step() { echo "bench: $*" >&2; echo "== $*" >>"$log"; }
 fail() {
   tail -n 20 "$log" >&2
@@ -108,4 +110,7 @@ python3 "$root/bench/core_report.py" "$core" | tee -a "$out/bench.txt"
 # The processor's name, kept to characters that gnuplot's enhanced text shows as they are.
 machine="$(nproc) x $(sed -n 's/^model name\s*:\s*//p' /proc/cpuinfo | head -n 1 | tr -cd 'A-Za-z0-9 ().,@-')"
 gnuplot -e "data='$out/bench-chart.dat'; output='$out/bench.png'; machine='$machine'" "$root/bench/chart.gp"
+echo "
+machine: $machine; load average (1 min) $load_at_start at the start, $(cut -d' ' -f1 /proc/loadavg) at the end" |
+  tee -a "$out/bench.txt"
 echo "bench: $((SECONDS - started)) s; table in out/bench.txt, chart in out/bench.png, every figure in out/bench.log"
