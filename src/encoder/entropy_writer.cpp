@@ -7,24 +7,38 @@
 
 namespace trvx {
 
-// Bit k set for each non-zero coefficient k of the block, four coefficients per
-// 64-bit word: a lane's top bit ends up set when any of its bits is, and one
-// multiply gathers the four top bits. The zero words at the end, where most
-// blocks have many, are passed over first.
+// Bit k set for each non-zero coefficient k of the block: a lane's top bit ends up
+// set when any of its bits is, and a multiply gathers the top bits. The zero words
+// at the end, where most blocks have many, are passed over first. 64-bit builds take
+// four coefficients a word; 32-bit ones two, without 64-bit multiplies and shifts.
 uint64_t NonZeroCoefficientMask(const int16_t* block) {
-  constexpr uint64_t kLow15 = 0x7FFF7FFF7FFF7FFFull;
-  constexpr uint64_t kGather = (1ull << 48) | (1ull << 33) | (1ull << 18) | (1ull << 3);
-  uint64_t quads[16];
-  std::memcpy(quads, block, sizeof quads);
-  int end = 16;
-  while (end > 0 && quads[end - 1] == 0) --end;
-  uint64_t mask = 0;
-  for (int quad = 0; quad < end; ++quad) {
-    const uint64_t lanes = quads[quad];
-    const uint64_t tops = (((lanes & kLow15) + kLow15) | lanes) & ~kLow15;
-    mask |= (((tops >> 15) * kGather) >> 48 & 0xF) << (4 * quad);
+  if constexpr (sizeof(void*) == 8) {
+    constexpr uint64_t kLow15 = 0x7FFF7FFF7FFF7FFFull;
+    constexpr uint64_t kGather = (1ull << 48) | (1ull << 33) | (1ull << 18) | (1ull << 3);
+    uint64_t quads[16];
+    std::memcpy(quads, block, sizeof quads);
+    int end = 16;
+    while (end > 0 && quads[end - 1] == 0) --end;
+    uint64_t mask = 0;
+    for (int quad = 0; quad < end; ++quad) {
+      const uint64_t lanes = quads[quad];
+      const uint64_t tops = (((lanes & kLow15) + kLow15) | lanes) & ~kLow15;
+      mask |= (((tops >> 15) * kGather) >> 48 & 0xF) << (4 * quad);
+    }
+    return mask;
+  } else {
+    constexpr uint32_t kLow15 = 0x7FFF7FFFu;
+    uint32_t pairs[32];
+    std::memcpy(pairs, block, sizeof pairs);
+    int end = 32;
+    while (end > 0 && pairs[end - 1] == 0) --end;
+    uint32_t halves[2] = {0, 0};
+    for (int pair = 0; pair < end; ++pair) {
+      const uint32_t tops = (((pairs[pair] & kLow15) + kLow15) | pairs[pair]) & ~kLow15;
+      halves[pair >> 4] |= ((tops >> 15 | tops >> 30) & 3) << (2 * (pair & 15));
+    }
+    return uint64_t{halves[1]} << 32 | halves[0];
   }
-  return mask;
 }
 
 namespace {
@@ -79,29 +93,23 @@ int32_t EntropyWriter::EncodeMcu(const BlockBuffer& blocks) {
     PutBits(codes.dc[category].code, codes.dc[category].length);
     PutValue(difference, category);
 
-    // The non-zero coefficients in order; runs of 16 zeros before one become ZRL
-    // symbols. Bit k of `rest` stands for coefficient previous + 1 + k.
-    uint64_t rest = NonZeroCoefficientMask(block) >> 1;
+    // The non-zero coefficients in order; runs of 16 zeros before one become ZRL symbols.
     int previous = 0;
-    while (rest != 0) {
-      const int skipped = __builtin_ctzll(rest);
-      // Bit 63 of `rest` is clear, so the shift stays below 64.
-      rest >>= skipped + 1;
-      const int j = previous + 1 + skipped;
-      int run = skipped;
+    ForEachSetBit(NonZeroCoefficientMask(block) & ~uint64_t{1}, [&](int k) {
+      int run = k - previous - 1;
+      previous = k;
       for (; run >= 16; run -= 16) {
         const uint32_t zrl = codes.ac[AcCodeIndex(0, 15)];
         if (zrl == 0) DeliberateFault();
         PutBits(CodeBits(zrl), CodeLength(zrl));
       }
-      const uint32_t size = NonZeroSize(block[j]);
+      const uint32_t size = NonZeroSize(block[k]);
       // Sizes past 10 have no code; the table has no room for 16 either.
       const uint32_t entry = size <= uint32_t(kMaxAcSize) ? codes.ac[AcCodeIndex(size, uint32_t(run))] : 0;
       if (entry == 0) DeliberateFault();
       PutBits(CodeBits(entry), CodeLength(entry));
-      PutValue(block[j], size);
-      previous = j;
-    }
+      PutValue(block[k], size);
+    });
     if (previous != 63) PutBits(CodeBits(codes.ac[AcCodeIndex(0, 0)]), CodeLength(codes.ac[AcCodeIndex(0, 0)]));
   }
   return 0;

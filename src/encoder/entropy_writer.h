@@ -119,6 +119,18 @@ class EntropyWriterMmx final : public EntropyWriter {
   [[maybe_unused]] uint8_t cacheLineGap_[64] = {};
 };
 
+// Calls visit(k) for each set bit k of mask, lowest first. A 32-bit build walks the
+// halves one after the other: a 64-bit bit scan there is a library call.
+template <class Visit>
+__attribute__((always_inline)) inline void ForEachSetBit(uint64_t mask, Visit visit) {
+  if constexpr (sizeof(void*) == 8) {
+    for (; mask != 0; mask &= mask - 1) visit(__builtin_ctzll(mask));
+  } else {
+    for (uint32_t low = uint32_t(mask); low != 0; low &= low - 1) visit(__builtin_ctz(low));
+    for (uint32_t high = uint32_t(mask >> 32); high != 0; high &= high - 1) visit(32 + __builtin_ctz(high));
+  }
+}
+
 // Magnitude category: the bit count of |value|, 0 for 0.
 inline uint32_t MagnitudeSize(int32_t value) {
   uint32_t magnitude = uint32_t(value < 0 ? -value : value);

@@ -40,18 +40,6 @@ inline uint32_t Amplitude(int32_t value, uint32_t& size) {
   return AmplitudeBits(value, size);
 }
 
-// Calls visit(k) for each set bit k of mask, lowest first. A 32-bit build walks the
-// halves one after the other: a 64-bit bit scan there is a library call.
-template <class Visit>
-__attribute__((always_inline)) inline void ForEachSetBit(uint64_t mask, Visit visit) {
-  if constexpr (sizeof(void*) == 8) {
-    for (; mask != 0; mask &= mask - 1) visit(__builtin_ctzll(mask));
-  } else {
-    for (uint32_t low = uint32_t(mask); low != 0; low &= low - 1) visit(__builtin_ctz(low));
-    for (uint32_t high = uint32_t(mask >> 32); high != 0; high &= high - 1) visit(32 + __builtin_ctz(high));
-  }
-}
-
 }  // namespace
 
 EntropyWriterMmx::EntropyWriterMmx(NonZeroMaskKernel nonZeroMask) : nonZeroMask_(nonZeroMask) {
