@@ -27,8 +27,11 @@ summary=$out/bench.tsv core=$out/bench-core.tsv
 rm -f "$summary" "$core"
 : >"$log"
 started=$SECONDS
-# Two-processor figures need both processors free: the load says whether they were.
-load_at_start=$(cut -d' ' -f1 /proc/loadavg)
+# Two-processor figures need both processors free. The processor time that went to
+# other programs during the run (all busy time less this script's children) says
+# whether they were.
+busy_seconds() { awk -v hz="$(getconf CLK_TCK)" '/^cpu / { printf "%.1f", ($2 + $3 + $4 + $7 + $8) / hz }' /proc/stat; }
+busy_at_start=$(busy_seconds)
 step() { echo "bench: $*" >&2; echo "== $*" >>"$log"; }
 fail() {
   tail -n 20 "$log" >&2
@@ -110,7 +113,13 @@ python3 "$root/bench/core_report.py" "$core" | tee -a "$out/bench.txt"
 # The processor's name, kept to characters that gnuplot's enhanced text shows as they are.
 machine="$(nproc) x $(sed -n 's/^model name\s*:\s*//p' /proc/cpuinfo | head -n 1 | tr -cd 'A-Za-z0-9 ().,@-')"
 gnuplot -e "data='$out/bench-chart.dat'; output='$out/bench.png'; machine='$machine'" "$root/bench/chart.gp"
+times >"$out/bench.times"
+others=$(awk -v busy="$(busy_seconds)" -v start="$busy_at_start" -v run=$((SECONDS - started)) '
+  function seconds(t) { split(t, p, "m"); return p[1] * 60 + p[2] }
+  NR == 2 { mine = seconds($1) + seconds($2) }
+  END { o = busy - start - mine; if (o < 0) o = 0; printf "%.0f s of processor time (%.0f%% of one processor)", o, 100 * o / run }' \
+  "$out/bench.times")
+rm -f "$out/bench.times"
 echo "
-machine: $machine; load average (1 min) $load_at_start at the start, $(cut -d' ' -f1 /proc/loadavg) at the end" |
-  tee -a "$out/bench.txt"
+machine: $machine; other programs took $others during the run" | tee -a "$out/bench.txt"
 echo "bench: $((SECONDS - started)) s; table in out/bench.txt, chart in out/bench.png, every figure in out/bench.log"
