@@ -44,6 +44,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   trvx::FrameDescription description;
   trvx::SetHuffmanDecodingTables(description);
   description.fieldCount = 2;
+  // Coefficients come out multiplied by these: entries that keep every value bit.
+  uint16_t tables[trvx::kQuantTableSlots * trvx::kQuantTableEntries];
+  for (int i = 0; i < trvx::kQuantTableSlots * trvx::kQuantTableEntries; ++i) tables[i] = uint16_t(1 + 2 * (i % 64));
+  description.quantTables = tables;
+  description.quantTableCount = 2;
   const uint8_t sampling[trvx::kSamplingFactorCount] = {2, 1, 1, 1, 1, 1};
   std::memcpy(description.sampling, sampling, sizeof sampling);
 

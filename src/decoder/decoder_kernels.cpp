@@ -9,13 +9,12 @@ DecoderKernels SelectDecoderKernels(int32_t processorFlag) {
   switch (processorFlag) {
     case kProcessorAmdMmx:
     case kProcessorIntelMmx:
-      return {DequantiseMmx, ReorderMmx, ReconstructMmx};
     case kProcessorIntelSse:
     case kProcessorAmdMmxExtensions:
     case kProcessorAmdSse:
-      return {DequantiseMmx, ReorderSse, ReconstructMmx};
+      return {ReconstructMmx};
     case kProcessorIntelSse2:
-      return {DequantiseSse2, ReorderSse, ReconstructSse2};
+      return {ReconstructSse2};
     default:
       // AMD with SSE2 (159) deliberately takes the plain path too.
       break;
@@ -23,7 +22,7 @@ DecoderKernels SelectDecoderKernels(int32_t processorFlag) {
 #else
   (void)processorFlag;
 #endif
-  return {DequantisePlain, ReorderPlain, ReconstructPlain};
+  return {ReconstructPlain};
 }
 
 }  // namespace trvx

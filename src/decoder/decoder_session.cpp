@@ -52,8 +52,9 @@ int32_t DecodeMcus(const FieldJob& job) {
   for (uint32_t mcuRow = 0; mcuRow < mcuRows; ++mcuRow) {
     for (uint32_t mcuColumn = 0; mcuColumn < mcuColumns; ++mcuColumn) {
       if (job.entropyDecoder->DecodeMcu(workspace) != 0) return kIcmError;
-      job.kernels.dequantise(description, workspace);
-      job.kernels.reorder(workspace);
+      // The entropy decoder has applied tables 0 and 1 already; any other table count
+      // is still the deliberate fault it is at the first dequantised MCU.
+      if (description.quantTableCount != 2) DeliberateFault();
       job.kernels.reconstruct(workspace);
       job.outputConverter->Convert(description, workspace, mcuColumn, mcuRow);
     }

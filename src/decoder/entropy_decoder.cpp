@@ -74,6 +74,18 @@ struct BitReader {
   }
 };
 
+// Natural (row-major) position of each zig-zag index.
+constexpr uint8_t kNaturalOrder[kBlockCoefficients] = {
+    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
+    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
+    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+// Coefficients go out dequantised and in natural order, so that no later pass has to
+// touch all 64 of every block. Products keep their low 16 bits.
+inline void StoreCoefficient(int16_t* block, uint32_t zigzag, int32_t value, const uint16_t* dequant) {
+  block[kNaturalOrder[zigzag]] = int16_t(uint32_t(uint16_t(value)) * dequant[zigzag]);
+}
+
 // kFull: k had reached 64 before the call, which read nothing.
 enum class Step { kNext, kBlockDone, kFull, kFailed };
 
@@ -81,6 +93,7 @@ enum class Step { kNext, kBlockDone, kFull, kFailed };
 // when there is one (luminance on the class that reads it), then the combined table,
 // then the two-level tables.
 struct AcTables {
+  const uint16_t* dequant;  // the component's table, zig-zag order
   const PredecodedAcEntry* predecoded;
   const CombinedAcEntry* combined;
   const AcDecodingEntry* firstLevel;
@@ -105,7 +118,7 @@ __attribute__((always_inline)) inline Step DecodeAcSymbol(BitReader& reader, uin
     if (__builtin_expect(n < 64, 1)) {
       symbolCount = reader.count;
       reader.Skip(whole.length);
-      block[n] = whole.value;
+      StoreCoefficient(block, n, whole.value, tables.dequant);
       k = n + 1;
       return Step::kNext;
     }
@@ -115,7 +128,7 @@ __attribute__((always_inline)) inline Step DecodeAcSymbol(BitReader& reader, uin
   if (__builtin_expect(n < 64, 1)) {
     symbolCount = reader.count;
     reader.Skip(entry.dropAndSize & 15);
-    block[n] = int16_t(entry.value + reader.ReadExtended(entry.dropAndSize >> 4));
+    StoreCoefficient(block, n, entry.value + reader.ReadExtended(entry.dropAndSize >> 4), tables.dequant);
     k = n + 1;
     return Step::kNext;
   }
@@ -144,7 +157,11 @@ __attribute__((always_inline)) inline Step DecodeAcSymbol(BitReader& reader, uin
         symbolCount += reader.count - count;
       }
       const int16_t value = int16_t(reader.ReadExtended(plain.size));
-      if (end < uint32_t(areaEnd - block)) block[end] = value;
+      if (end < 64) {
+        StoreCoefficient(block, end, value, tables.dequant);
+      } else if (end < uint32_t(areaEnd - block)) {
+        block[end] = value;
+      }
       k = end + 1;
       result = end < 64 ? Step::kNext : Step::kFailed;
     }
@@ -190,6 +207,8 @@ void EntropyDecoder::ResetForField(const FrameDescription& description) {
   cbBlocks_ = uint32_t(sampling[2]) * sampling[3];
   crBlocks_ = uint32_t(sampling[4]) * sampling[5];
   for (int slot = 0; slot < kHuffmanTableCount; ++slot) huffmanTables_[slot] = description.huffmanTables[slot];
+  dequantTables_[0] = description.quantTables;
+  dequantTables_[1] = description.quantTables + kQuantTableEntries;
   for (int table = 0; table < 2; ++table) {
     combinedAcTables_[table] = CombinedAcTable(table);
     dcLookupTables_[table] = DcLookupTable(table);
@@ -234,7 +253,7 @@ int32_t EntropyDecoder::DecodeAllBlocks(int16_t* coefficients) {
     const int table = component == 0 ? 0 : 1;
     const uint8_t* dcLookup = dcLookupTables_[table];
     const uint32_t dcBits = kDcLookupBits[table];
-    const AcTables tables = {predecodedLuma_, combinedAcTables_[table],
+    const AcTables tables = {dequantTables_[table], predecodedLuma_, combinedAcTables_[table],
                              huffmanTables_[table == 0 ? kLumaAcFirst : kChromaAcFirst],
                              huffmanTables_[table == 0 ? kLumaAcSecond : kChromaAcSecond]};
     int16_t predictor = dcPredictors_[component];
@@ -248,7 +267,7 @@ int32_t EntropyDecoder::DecodeAllBlocks(int16_t* coefficients) {
       }
       reader.Skip(lengthAndCategory >> 4);
       predictor = int16_t(uint16_t(predictor + reader.ReadExtended(lengthAndCategory & 15)));
-      block[0] = predictor;
+      StoreCoefficient(block, 0, predictor, tables.dequant);
       const bool decoded = PredecodedLuma && table == 0
                                ? DecodeAc<true>(reader, symbolCount, tables, block, areaEnd)
                                : DecodeAc<false>(reader, symbolCount, tables, block, areaEnd);

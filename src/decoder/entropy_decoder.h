@@ -25,12 +25,15 @@ class EntropyDecoder {
   EntropyDecoder(const EntropyDecoder&) = delete;
   EntropyDecoder& operator=(const EntropyDecoder&) = delete;
 
-  // Clears blocksPerMcu blocks of the workspace and decodes one MCU into them.
+  // Clears blocksPerMcu blocks of the workspace and decodes one MCU into them, each
+  // coefficient multiplied by its dequantisation entry (table 0 for component 1,
+  // table 1 for the others; products wrap to 16 bits) and put in natural order.
   // Returns 0, or kEntropyDecodeFailed on data the tables cannot decode.
   virtual int32_t DecodeMcu(McuWorkspace& workspace);
 
-  // Clears the predictors and bit buffer; takes block counts and AC tables from the
-  // description, whose tables must have been built.
+  // Clears the predictors and bit buffer; takes block counts, AC tables and
+  // dequantisation tables from the description, whose Huffman tables must have been
+  // built.
   void ResetForField(const FrameDescription& description);
   void SetInput(const uint8_t* data);
   // Bytes read so far (including the ones waiting in the bit buffer) plus 16. The
@@ -61,6 +64,7 @@ class EntropyDecoder {
   uint32_t crBlocks_ = 0;
   int16_t dcPredictors_[3] = {};
   const AcDecodingEntry* huffmanTables_[kHuffmanTableCount] = {};
+  const uint16_t* dequantTables_[2] = {};
   // Process-wide lookup tables derived from the same codes (luminance, chrominance).
   const CombinedAcEntry* combinedAcTables_[2] = {};
   const uint8_t* dcLookupTables_[2] = {};

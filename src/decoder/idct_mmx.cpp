@@ -1,4 +1,5 @@
-// Built with -mmmx. Uses no inline function from a header (see dequantise_mmx.cpp).
+// Built with -mmmx. Uses no inline function from a header: the linker may keep this
+// file's copy of one and run MMX code on a processor without it.
 #include "decoder/decoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)

@@ -1,4 +1,4 @@
-// Built with -msse2. Uses no inline function from a header (see dequantise_mmx.cpp)
+// Built with -msse2. Uses no inline function from a header (see idct_mmx.cpp)
 // but the static transpose, which stays in this file.
 #include "decoder/decoder_kernels.h"
 

@@ -26,12 +26,10 @@ struct McuWorkspace {
   int16_t* Block(int index) const { return coefficients + index * kBlockCoefficients; }
 };
 
-// The three per-MCU stages after entropy decoding, chosen once per session by
-// processor class. A path never mixes its kernels with another path's: the vector
-// paths leave samples at sixteen times their level-shifted value, the plain path at
-// eight times, and each output converter expects its own path's scale.
-using DequantKernel = void (*)(const FrameDescription& description, McuWorkspace& workspace);
-using ReorderKernel = void (*)(McuWorkspace& workspace);
+// The inverse DCT after entropy decoding, chosen once per session by processor class.
+// A path never mixes its kernels with another path's: the vector paths leave samples
+// at sixteen times their level-shifted value, the plain path at eight times, and each
+// output converter expects its own path's scale.
 using ReconstructKernel = void (*)(McuWorkspace& workspace);
 
 }  // namespace trvx

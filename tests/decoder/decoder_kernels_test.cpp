@@ -20,22 +20,13 @@ using Path = test::KernelPath<DecoderKernels>;
 std::vector<Path> Paths() { return test::KernelPaths(SelectDecoderKernels); }
 using test::ZigzagToNatural;
 
-// A 4:2:2 MCU (Y, Y, Cb, Cr) with its description and 4096-aligned tables.
+// A 4:2:2 MCU (Y, Y, Cb, Cr) as the entropy decoder leaves it: dequantised, natural order.
 struct Mcu {
   McuWorkspace workspace;
-  AlignedBuffer tableArea;
-  FrameDescription description;
-  uint16_t* tables = nullptr;
 
   Mcu() {
     EXPECT_TRUE(workspace.Allocate());
     workspace.blocksPerMcu = 4;
-    tableArea.Allocate(kQuantTableSlots * kQuantTableEntries * sizeof(uint16_t));
-    tables = description.quantTables = reinterpret_cast<uint16_t*>(tableArea.data());
-    std::fill(tables, tables + kQuantTableSlots * kQuantTableEntries, 0);
-    description.quantTableCount = 2;
-    const uint8_t sampling[kSamplingFactorCount] = {2, 1, 1, 1, 1, 1};
-    std::copy(sampling, sampling + kSamplingFactorCount, description.sampling);
   }
   void Load(const std::vector<int16_t>& values) {
     std::copy(values.begin(), values.end(), workspace.coefficients);
@@ -43,86 +34,17 @@ struct Mcu {
   std::vector<int16_t> Contents(int blocks = kMaxBlocksPerMcu) const {
     return {workspace.coefficients, workspace.coefficients + blocks * kBlockCoefficients};
   }
-  void Run(const DecoderKernels& kernels) {
-    kernels.dequantise(description, workspace);
-    kernels.reorder(workspace);
-    kernels.reconstruct(workspace);
-  }
 };
 
-std::vector<int16_t> RandomWords(std::mt19937& random, std::size_t count) {
-  std::uniform_int_distribution<int> word(-32768, 32767);
-  std::vector<int16_t> values(count);
-  for (int16_t& value : values) value = static_cast<int16_t>(word(random));
-  return values;
-}
-
 TEST(DecoderKernelSelection, FollowsProcessorClass) {
-  const DecoderKernels plain = {DequantisePlain, ReorderPlain, ReconstructPlain};
-  std::vector<std::pair<int32_t, DecoderKernels>> cases = {{kProcessorPlain, plain}, {kProcessorAmdSse2, plain}};
+  std::vector<std::pair<int32_t, ReconstructKernel>> cases = {{kProcessorPlain, ReconstructPlain},
+                                                              {kProcessorAmdSse2, ReconstructPlain}};
 #if defined(__i386__) || defined(__x86_64__)
-  cases.push_back({kProcessorAmdMmx, {DequantiseMmx, ReorderMmx, ReconstructMmx}});
-  cases.push_back({kProcessorAmdMmxExtensions, {DequantiseMmx, ReorderSse, ReconstructMmx}});
-  cases.push_back({kProcessorIntelSse2, {DequantiseSse2, ReorderSse, ReconstructSse2}});
+  cases.push_back({kProcessorAmdMmx, ReconstructMmx});
+  cases.push_back({kProcessorAmdMmxExtensions, ReconstructMmx});
+  cases.push_back({kProcessorIntelSse2, ReconstructSse2});
 #endif
-  for (const auto& [flag, expected] : cases) {
-    const DecoderKernels chosen = SelectDecoderKernels(flag);
-    EXPECT_TRUE(chosen.dequantise == expected.dequantise && chosen.reorder == expected.reorder &&
-                chosen.reconstruct == expected.reconstruct)
-        << "flag " << flag;
-  }
-}
-
-// Products wrap to 16 bits in every variant; a third table and a fifth block stay untouched.
-TEST(Dequantise, LuminanceBlocksUseTableZeroTheOthersTableOneAndOtherTableCountsFault) {
-  std::mt19937 random(7);
-  const std::vector<int16_t> input = RandomWords(random, kMaxBlocksPerMcu * kBlockCoefficients);
-  for (const Path& path : Paths()) {
-    SCOPED_TRACE(path.name);
-    Mcu mcu;
-    for (int i = 0; i < 3 * kQuantTableEntries; ++i) mcu.tables[i] = static_cast<uint16_t>(8 + 7 * i);
-    mcu.Load(input);
-    path.kernels.dequantise(mcu.description, mcu.workspace);
-    const std::vector<int16_t> out = mcu.Contents();
-    for (int i = 0; i < kMaxBlocksPerMcu * kBlockCoefficients; ++i) {
-      const int block = i / 64, table = block < 2 ? 0 : kQuantTableEntries;
-      ASSERT_EQ(out[i], block < 4 ? static_cast<int16_t>(input[i] * mcu.tables[table + i % 64]) : input[i]) << i;
-    }
-    for (uint8_t count : {0, 1, 3}) {
-      Mcu bad;
-      bad.description.quantTableCount = count;
-      EXPECT_EQ(RunGuarded([&]() -> int32_t {
-                  path.kernels.dequantise(bad.description, bad.workspace);
-                  return 0;
-                }),
-                kFaultResult)
-          << int(count) << " tables";
-    }
-  }
-}
-
-TEST(Reorder, EveryVariantPutsZigzagCoefficientsInNaturalPlaces) {
-  const std::vector<int> natural = ZigzagToNatural();
-  ASSERT_EQ(natural.size(), 64u);
-  std::mt19937 random(11);
-  for (uint16_t blocks : {4, 8}) {
-    const std::vector<int16_t> input = RandomWords(random, kMaxBlocksPerMcu * kBlockCoefficients);
-    for (const Path& path : Paths()) {
-      Mcu mcu;
-      mcu.workspace.blocksPerMcu = blocks;
-      mcu.Load(input);
-      path.kernels.reorder(mcu.workspace);
-      const std::vector<int16_t> out = mcu.Contents();
-      int wrong = 0;
-      for (int b = 0; b < kMaxBlocksPerMcu; ++b) {
-        for (int z = 0; z < 64; ++z) {
-          const int16_t want = b < blocks ? input[b * 64 + z] : input[b * 64 + natural[z]];
-          wrong += out[b * 64 + natural[z]] != want;
-        }
-      }
-      EXPECT_EQ(wrong, 0) << path.name << ", " << blocks << " blocks";
-    }
-  }
+  for (const auto& [flag, expected] : cases) EXPECT_TRUE(SelectDecoderKernels(flag).reconstruct == expected) << flag;
 }
 
 TEST(Idct, PlainTruncatesTheDc) {
@@ -135,7 +57,8 @@ TEST(Idct, PlainTruncatesTheDc) {
 
 // Random MCUs as an encoder would make them: 8x8 sample blocks (gradients, noise,
 // edges) through an exact forward DCT, quantised by the standard luminance table at
-// the given quality (table 1 a coarser copy). Returns the exact decoded samples.
+// the given quality (table 1 a coarser copy), and dequantised x 8 as the entropy
+// decoder delivers them. Returns the exact decoded samples.
 std::vector<double> RealisticMcu(std::mt19937& random, Mcu& mcu, int quality) {
   static const int kLuma[64] = {
       16, 11, 10, 16, 24,  40,  51,  61,  12, 12, 14, 19, 26,  58,  60,  55,
@@ -162,7 +85,6 @@ std::vector<double> RealisticMcu(std::mt19937& random, Mcu& mcu, int quality) {
     q[0][k] = std::min(255, std::max(1, (kLuma[k] * scale + 50) / 100));
     q[1][k] = std::min(255, q[0][k] * 3 / 2);
   }
-  for (int z = 0; z < 128; ++z) mcu.tables[z] = static_cast<uint16_t>(8 * q[z / 64][natural[z % 64]]);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   std::vector<double> exact(4 * 64);
   for (int block = 0; block < 4; ++block) {
@@ -182,7 +104,7 @@ std::vector<double> RealisticMcu(std::mt19937& random, Mcu& mcu, int quality) {
     for (int z = 0; z < 64; ++z) {
       const int k = natural[z];
       const long level = std::lround(coefficients[k] / table[k]);
-      mcu.workspace.coefficients[block * 64 + z] = static_cast<int16_t>(level);
+      mcu.workspace.coefficients[block * 64 + k] = static_cast<int16_t>(8 * level * table[k]);
       coefficients[k] = static_cast<double>(level * table[k]);
     }
     transform(coefficients, &exact[block * 64], true);
@@ -214,10 +136,9 @@ TEST(DecoderPaths, VectorPathsMatchPlainAndExactOnRealisticBlocks) {
     for (int mcuIndex = 0; mcuIndex < 600; ++mcuIndex) {
       Mcu plain, vector;
       const std::vector<double> exact = RealisticMcu(random, plain, 10 + (mcuIndex * 7) % 90);
-      std::copy(plain.tables, plain.tables + 2 * kQuantTableEntries, vector.tables);
       vector.Load(plain.Contents(4));
-      plain.Run(paths[0].kernels);
-      vector.Run(paths[n].kernels);
+      paths[0].kernels.reconstruct(plain.workspace);
+      paths[n].kernels.reconstruct(vector.workspace);
       const std::vector<int16_t> p = plain.Contents(4), v = vector.Contents(4);
       for (int i = 0; i < 4 * 64; ++i) {
         vsPlain.Add(v[i] / 2.0 - p[i]);

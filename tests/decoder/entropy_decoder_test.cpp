@@ -10,6 +10,7 @@
 #include "decoder/huffman_decoding_tables.h"
 #include "decoder/mcu_workspace.h"
 #include "encoder/huffman_code_tables.h"
+#include "support/kernel_variants.h"
 
 namespace trvx {
 namespace {
@@ -89,6 +90,34 @@ struct Mcu {
   bool operator==(const Mcu& other) const { return std::memcmp(blocks, other.blocks, sizeof blocks) == 0; }
 };
 
+// Dequantisation tables as a stream gives them, x 8, zig-zag order: table 0 for
+// luminance, table 1 for chrominance. Large values wrap when multiplied.
+const uint16_t* QuantTables() {
+  static const auto tables = [] {
+    std::vector<uint16_t> t(kQuantTableSlots * kQuantTableEntries);
+    for (int z = 0; z < kQuantTableEntries; ++z) {
+      t[z] = uint16_t(8 * (1 + z));
+      t[kQuantTableEntries + z] = uint16_t(8 * (2 + z % 7));
+    }
+    return t;
+  }();
+  return tables.data();
+}
+
+int16_t Dequantised(int value, int block, int zigzag) {
+  return int16_t(uint16_t(value) * QuantTables()[(block < 2 ? 0 : kQuantTableEntries) + zigzag]);
+}
+
+// What the decoder should deliver for coded MCUs, still read in zig-zag order.
+std::vector<Mcu> Dequantised(std::vector<Mcu> mcus) {
+  for (Mcu& mcu : mcus) {
+    for (int b = 0; b < 4; ++b) {
+      for (int z = 0; z < 64; ++z) mcu.blocks[b][z] = Dequantised(mcu.blocks[b][z], b, z);
+    }
+  }
+  return mcus;
+}
+
 // Codes MCUs of a 4:2:2 field with the predictors starting at zero.
 Bytes Encode(const std::vector<Mcu>& mcus) {
   BitWriter out;
@@ -121,6 +150,8 @@ FrameDescription Description422() {
   const uint8_t sampling[6] = {2, 1, 1, 1, 1, 1};
   std::copy(sampling, sampling + 6, description.sampling);
   SetHuffmanDecodingTables(description);
+  description.quantTables = const_cast<uint16_t*>(QuantTables());
+  description.quantTableCount = 2;
   return description;
 }
 
@@ -139,14 +170,18 @@ class EntropyDecoderClasses : public ::testing::TestWithParam<int32_t> {
     decoder_->ResetForField(Description422());
   }
 
-  // Decodes count MCUs; stops at the first failure and leaves its result in result_.
+  // Decodes count MCUs, read back in zig-zag order; stops at the first failure and
+  // leaves its result in result_.
   std::vector<Mcu> Decode(int count) {
+    static const std::vector<int> natural = test::ZigzagToNatural();
     std::vector<Mcu> mcus;
     for (int m = 0; m < count; ++m) {
       result_ = decoder_->DecodeMcu(workspace_);
       if (result_ != 0) break;
       Mcu mcu;
-      std::copy(workspace_.coefficients, workspace_.coefficients + 4 * 64, &mcu.blocks[0][0]);
+      for (int b = 0; b < 4; ++b) {
+        for (int z = 0; z < 64; ++z) mcu.blocks[b][z] = workspace_.Block(b)[natural[z]];
+      }
       mcus.push_back(mcu);
     }
     return mcus;
@@ -191,7 +226,7 @@ TEST_P(EntropyDecoderClasses, DecodesCodedBlocksExactlyAndReadsAsFarAsTheBaseCla
   const int count = int(mcus.size());
   const Bytes data = Encode(mcus);
   Start(data);
-  EXPECT_TRUE(Decode(count) == mcus);
+  EXPECT_TRUE(Decode(count) == Dequantised(mcus));
   EXPECT_EQ(result_, 0);
 
   EntropyDecoder reference;
@@ -204,7 +239,7 @@ TEST_P(EntropyDecoderClasses, DecodesCodedBlocksExactlyAndReadsAsFarAsTheBaseCla
   EXPECT_EQ(decoder_->BytesConsumed(), reference.BytesConsumed());
 
   Start(data);
-  EXPECT_TRUE(Decode(3) == std::vector<Mcu>(mcus.begin(), mcus.begin() + 3));
+  EXPECT_TRUE(Decode(3) == Dequantised(std::vector<Mcu>(mcus.begin(), mcus.begin() + 3)));
 }
 
 TEST_P(EntropyDecoderClasses, RunsThatReachTheEndFinishTheBlockWithoutValueBits) {
@@ -234,7 +269,7 @@ TEST_P(EntropyDecoderClasses, RunsThatReachTheEndFinishTheBlockWithoutValueBits)
   expected[1].blocks[0][0] = 5, expected[1].blocks[1][0] = 6;
   expected[1].blocks[2][0] = -2, expected[1].blocks[3][0] = 1;
   Start(out.Finish());
-  EXPECT_TRUE(Decode(2) == expected);
+  EXPECT_TRUE(Decode(2) == Dequantised(expected));
 }
 
 TEST_P(EntropyDecoderClasses, StuffedAndMarkerBytesBothReadAsFF) {
@@ -253,8 +288,8 @@ TEST_P(EntropyDecoderClasses, StuffedAndMarkerBytesBothReadAsFF) {
     EXPECT_EQ(decoder_->BytesConsumed(), 16u);
     const std::vector<Mcu> mcus = Decode(1);
     ASSERT_EQ(mcus.size(), 1u);
-    EXPECT_EQ(mcus[0].blocks[0][0], 511);
-    EXPECT_EQ(mcus[0].blocks[1][0], 511);
+    EXPECT_EQ(mcus[0].blocks[0][0], Dequantised(511, 0, 0));
+    EXPECT_EQ(mcus[0].blocks[1][0], Dequantised(511, 1, 0));
     // Three refills of two data bytes, one of them followed by the dropped byte.
     EXPECT_EQ(decoder_->BytesConsumed(), 16u + 7u);
   }
@@ -292,7 +327,8 @@ TEST_P(EntropyDecoderClasses, UndecodableDataFailsAndARunPastTheBlockStoresItsVa
   PutAc(past, true, 15, -1);  // position 76: in the next block's area
   Start(past.Finish());
   EXPECT_EQ(decoder_->DecodeMcu(workspace_), kEntropyDecodeFailed);
-  EXPECT_EQ(workspace_.coefficients[60], 1);
+  // Stored in its natural place; the stray one raw, where zig-zag position 76 would be.
+  EXPECT_EQ(workspace_.coefficients[test::ZigzagToNatural()[60]], Dequantised(1, 0, 60));
   EXPECT_EQ(workspace_.coefficients[76], -1);
 }
 
