@@ -6,7 +6,7 @@
 #if defined(__i386__) || defined(__x86_64__)
 #include <mmintrin.h>
 
-#include <cstring>
+#include "pixel/mmx_access.h"
 
 namespace trvx {
 namespace {
@@ -26,13 +26,9 @@ alignas(8) const int16_t kLumaOffset[4] = {112, 112, 112, 112};
 
 __m64 Constant(Row row) { return *reinterpret_cast<const __m64*>(kMatrix[row]); }
 
-__m64 Load(const int16_t* p) {
-  __m64 value;
-  std::memcpy(&value, p, 8);
-  return value;
-}
+__m64 Load(const int16_t* p) { return LoadQuad(p); }
 
-void Store(int16_t* p, __m64 value) { std::memcpy(p, &value, 8); }
+void Store(int16_t* p, __m64 value) { StoreQuad(p, value); }
 
 // One term of the pair mean for pairs 0-1 and 2-3 of eight pixels, then packed: the
 // multiply-add sums each pair, the extra shift by one halves it.

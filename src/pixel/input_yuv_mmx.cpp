@@ -6,22 +6,18 @@
 #if defined(__i386__) || defined(__x86_64__)
 #include <mmintrin.h>
 
-#include <cstring>
+#include "pixel/mmx_access.h"
 
 namespace trvx {
 namespace {
 
 enum class Layout { Uyvy, Yuy2, Yvyu };
 
-__m64 Load(const uint8_t* p) {
-  __m64 value;
-  std::memcpy(&value, p, 8);
-  return value;
-}
+__m64 Load(const uint8_t* p) { return LoadQuad(p); }
 
 void Store(int16_t* p, __m64 words) {
   const __m64 level = _mm_subs_pi16(_mm_slli_pi16(words, 3), _mm_set1_pi16(1024));
-  std::memcpy(p, &level, 8);
+  StoreQuad(p, level);
 }
 
 __m64 LowBytes(__m64 v) { return _mm_and_si64(v, _mm_set1_pi16(0x00FF)); }

@@ -5,7 +5,7 @@
 #if defined(__i386__) || defined(__x86_64__)
 #include <mmintrin.h>
 
-#include <cstring>
+#include "pixel/mmx_access.h"
 
 namespace trvx {
 namespace {
@@ -23,11 +23,7 @@ alignas(16) const int16_t kColour[6][8] = {
 
 __m64 Constant(int row) { return *reinterpret_cast<const __m64*>(kColour[row]); }
 
-__m64 Load(const int16_t* p) {
-  __m64 value;
-  std::memcpy(&value, p, 8);
-  return value;
-}
+__m64 Load(const int16_t* p) { return LoadQuad(p); }
 
 __m64 Scaled(__m64 samples, int row) { return _mm_mulhi_pi16(_mm_slli_pi16(samples, 2), Constant(row)); }
 
@@ -36,40 +32,50 @@ struct Channels {
   __m64 b, g, r;
 };
 
-Channels Convert8(const int16_t* luma, const int16_t* cb, const int16_t* cr) {
+__attribute__((always_inline)) inline Channels Convert8(const int16_t* luma, const int16_t* cb, const int16_t* cr) {
   const __m64 blue = Scaled(Load(cb), 5);
   const __m64 greenFromCb = Scaled(Load(cb), 3);
   const __m64 greenFromCr = Scaled(Load(cr), 4);
   const __m64 red = Scaled(Load(cr), 2);
-  __m64 out[3][2];
-  for (int half = 0; half < 2; ++half) {
-    const __m64 y = _mm_adds_pi16(Scaled(Load(luma + 4 * half), 0), Constant(1));
-    // Each chroma word serves two neighbouring pixels.
-    const __m64 b = half ? _mm_unpackhi_pi16(blue, blue) : _mm_unpacklo_pi16(blue, blue);
-    const __m64 gb = half ? _mm_unpackhi_pi16(greenFromCb, greenFromCb)
-                          : _mm_unpacklo_pi16(greenFromCb, greenFromCb);
-    const __m64 gr = half ? _mm_unpackhi_pi16(greenFromCr, greenFromCr)
-                          : _mm_unpacklo_pi16(greenFromCr, greenFromCr);
-    const __m64 r = half ? _mm_unpackhi_pi16(red, red) : _mm_unpacklo_pi16(red, red);
-    out[0][half] = _mm_srai_pi16(_mm_adds_pi16(y, b), 3);
-    out[1][half] = _mm_srai_pi16(_mm_adds_pi16(_mm_adds_pi16(y, gb), gr), 3);
-    out[2][half] = _mm_srai_pi16(_mm_adds_pi16(y, r), 3);
-  }
-  return {_mm_packs_pu16(out[0][0], out[0][1]), _mm_packs_pu16(out[1][0], out[1][1]),
-          _mm_packs_pu16(out[2][0], out[2][1])};
+  const __m64 yLow = _mm_adds_pi16(Scaled(Load(luma), 0), Constant(1));
+  const __m64 yHigh = _mm_adds_pi16(Scaled(Load(luma + 4), 0), Constant(1));
+  // Each chroma word serves two neighbouring pixels.
+  const auto channel = [&](__m64 low, __m64 high, __m64 chroma) {
+    return _mm_packs_pu16(_mm_srai_pi16(_mm_adds_pi16(low, _mm_unpacklo_pi16(chroma, chroma)), 3),
+                          _mm_srai_pi16(_mm_adds_pi16(high, _mm_unpackhi_pi16(chroma, chroma)), 3));
+  };
+  const __m64 gbLow = _mm_adds_pi16(yLow, _mm_unpacklo_pi16(greenFromCb, greenFromCb));
+  const __m64 gbHigh = _mm_adds_pi16(yHigh, _mm_unpackhi_pi16(greenFromCb, greenFromCb));
+  return {channel(yLow, yHigh, blue), channel(gbLow, gbHigh, greenFromCr), channel(yLow, yHigh, red)};
 }
 
-// Pixels as B,G,R,0 dwords, two per vector.
-void Interleave(const Channels& c, __m64 pixels[4]) {
+// Pixels as B,G,R,0 dwords, two per vector. Named, not an array: GCC copies __m64
+// array elements through integer registers and the stack.
+struct PixelPairs {
+  __m64 p01, p23, p45, p67;
+};
+
+__attribute__((always_inline)) inline PixelPairs Interleave(const Channels& c) {
   const __m64 zero = _mm_setzero_si64();
   const __m64 bgLow = _mm_unpacklo_pi8(c.b, c.g);
   const __m64 bgHigh = _mm_unpackhi_pi8(c.b, c.g);
   const __m64 rLow = _mm_unpacklo_pi8(c.r, zero);
   const __m64 rHigh = _mm_unpackhi_pi8(c.r, zero);
-  pixels[0] = _mm_unpacklo_pi16(bgLow, rLow);
-  pixels[1] = _mm_unpackhi_pi16(bgLow, rLow);
-  pixels[2] = _mm_unpacklo_pi16(bgHigh, rHigh);
-  pixels[3] = _mm_unpackhi_pi16(bgHigh, rHigh);
+  return {_mm_unpacklo_pi16(bgLow, rLow), _mm_unpackhi_pi16(bgLow, rLow), _mm_unpacklo_pi16(bgHigh, rHigh),
+          _mm_unpackhi_pi16(bgHigh, rHigh)};
+}
+
+// A pair's six bytes closed up in the low end of the quad.
+__attribute__((always_inline)) inline __m64 CloseUp(__m64 pair) {
+  return _mm_or_si64(_mm_and_si64(pair, _mm_cvtsi32_si64(0x00FFFFFF)), _mm_slli_si64(_mm_srli_si64(pair, 32), 24));
+}
+
+// Eight pixels as 24 bytes in three quads.
+__attribute__((always_inline)) inline void StoreBgr24(uint8_t* out, const PixelPairs& pixels) {
+  const __m64 a = CloseUp(pixels.p01), b = CloseUp(pixels.p23), c = CloseUp(pixels.p45), d = CloseUp(pixels.p67);
+  StoreQuad(out, _mm_or_si64(a, _mm_slli_si64(b, 48)));
+  StoreQuad(out + 8, _mm_or_si64(_mm_srli_si64(b, 16), _mm_slli_si64(c, 32)));
+  StoreQuad(out + 16, _mm_or_si64(_mm_srli_si64(c, 32), _mm_slli_si64(d, 16)));
 }
 
 template <int BytesPerPixel>
@@ -77,20 +83,15 @@ void ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
   for (int row = 0; row < 8; ++row, dest -= rowStep) {
     const int16_t* line = samples + row * 8;
     for (int half = 0; half < 2; ++half) {
-      __m64 pixels[4];
-      Interleave(Convert8(line + 64 * half, line + 128 + 4 * half, line + 192 + 4 * half), pixels);
+      const PixelPairs pixels = Interleave(Convert8(line + 64 * half, line + 128 + 4 * half, line + 192 + 4 * half));
       uint8_t* out = dest + half * 8 * BytesPerPixel;
-      for (int k = 0; k < 4; ++k) {
-        if (BytesPerPixel == 4) {
-          std::memcpy(out + 8 * k, &pixels[k], 8);
-          continue;
-        }
-        // Each dword's zero byte is overwritten by the next pixel; the row's last
-        // pixel stores three bytes so the row ends exactly at its 48th byte.
-        const int32_t first = _mm_cvtsi64_si32(pixels[k]);
-        const int32_t second = _mm_cvtsi64_si32(_mm_srli_si64(pixels[k], 32));
-        std::memcpy(out + 6 * k, &first, 4);
-        std::memcpy(out + 6 * k + 3, &second, half == 1 && k == 3 ? 3 : 4);
+      if (BytesPerPixel == 3) {
+        StoreBgr24(out, pixels);
+      } else {
+        StoreQuad(out, pixels.p01);
+        StoreQuad(out + 8, pixels.p23);
+        StoreQuad(out + 16, pixels.p45);
+        StoreQuad(out + 24, pixels.p67);
       }
     }
   }

@@ -5,9 +5,9 @@
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <mmintrin.h>
-#include <xmmintrin.h>
 
-#include <cstring>
+#include "pixel/mmx_access.h"
+#include <xmmintrin.h>
 
 namespace trvx {
 namespace {
@@ -25,11 +25,7 @@ alignas(16) const int16_t kColour[6][8] = {
 
 __m64 Constant(int row) { return *reinterpret_cast<const __m64*>(kColour[row]); }
 
-__m64 Load(const int16_t* p) {
-  __m64 value;
-  std::memcpy(&value, p, 8);
-  return value;
-}
+__m64 Load(const int16_t* p) { return LoadQuad(p); }
 
 __m64 Scaled(__m64 samples, int row) { return _mm_mulhi_pi16(_mm_slli_pi16(samples, 2), Constant(row)); }
 

@@ -5,9 +5,9 @@
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <mmintrin.h>
-#include <xmmintrin.h>
 
-#include <cstring>
+#include "pixel/mmx_access.h"
+#include <xmmintrin.h>
 
 namespace trvx {
 namespace {
@@ -18,10 +18,7 @@ enum class Layout { Uyvy, Yuy2, Yvyu, Y16 };
 __m64 ToLevel(__m64 samples) { return _mm_srai_pi16(_mm_adds_pi16(samples, _mm_set1_pi16(0x0808)), 4); }
 
 __m64 ToBytes(const int16_t* samples) {
-  __m64 low, high;
-  std::memcpy(&low, samples, 8);
-  std::memcpy(&high, samples + 4, 8);
-  return _mm_packs_pu16(ToLevel(low), ToLevel(high));
+  return _mm_packs_pu16(ToLevel(LoadQuad(samples)), ToLevel(LoadQuad(samples + 4)));
 }
 
 void Store(uint8_t* p, __m64 value) { _mm_stream_pi(reinterpret_cast<__m64*>(p), value); }
