@@ -1,9 +1,12 @@
-// Built with -mmmx. Uses no inline function from a header: the linker may keep this
-// file's copy of one and run MMX code on a processor without it.
+// Built with -mmmx. Uses no inline function from a header but the file-local quad
+// access: the linker may keep this file's copy of one and run MMX code on a processor
+// without it.
 #include "decoder/decoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <mmintrin.h>
+
+#include "pixel/mmx_access.h"
 
 namespace trvx {
 namespace {
@@ -85,7 +88,9 @@ void Transpose(__m64* q) {
     out[4] = _mm_unpacklo_pi32(ab1, cd1);
     out[6] = _mm_unpackhi_pi32(ab1, cd1);
   }
-  for (int i = 0; i < 16; ++i) q[i] = t[i];
+  // Quad stores: a copy the compiler picks writes dwords, which the next wide loads
+  // cannot take from the store buffer.
+  for (int i = 0; i < 16; ++i) StoreQuad(q + i, t[i]);
 }
 
 }  // namespace

@@ -1,12 +1,15 @@
 // Built with -mmmx -msse for pshufw and pinsrw, the SSE integer extension that AMD's
-// MMX extensions also have. Uses no inline function from a header: the linker may
-// keep this file's copy of one and run it on a processor without those instructions.
+// MMX extensions also have. Uses no inline function from a header but the file-local
+// quad access: the linker may keep this file's copy of one and run it on a processor
+// without those instructions.
 #include "encoder/encoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <xmmintrin.h>
 
 #include <utility>
+
+#include "pixel/mmx_access.h"
 
 namespace trvx {
 namespace {
@@ -74,8 +77,9 @@ template <int... Quads>
 void ReorderBlock(int16_t* block, std::integer_sequence<int, Quads...>) {
   const auto* in = reinterpret_cast<const __m64*>(block);
   const __m64 out[16] = {Gather<Quads>(in, block)...};
-  auto* target = reinterpret_cast<__m64*>(block);
-  for (int i = 0; i < 16; ++i) target[i] = out[i];
+  // Quad stores: a copy the compiler picks would write dwords, which the next stage's
+  // wide loads cannot take from the store buffer.
+  for (int i = 0; i < 16; ++i) StoreQuad(block + 4 * i, out[i]);
 }
 
 }  // namespace
