@@ -1,21 +1,20 @@
 // Built with -mmmx -msse for movntq and sfence, which the AMD MMX extensions also
-// have. Include nothing with inline functions here (see memory_copy_mmx.cpp).
+// have. Include nothing with inline functions here but the file-local quad access
+// (see memory_copy_mmx.cpp).
 #include "pixel/memory_routines.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <mmintrin.h>
 #include <xmmintrin.h>
 
+#include "pixel/mmx_access.h"
+
 namespace trvx {
 namespace {
 using UnalignedWord = uint32_t __attribute__((aligned(1), may_alias));
-
-// Through __m64_u so the compiler emits real movq; memcpy would go through integer
-// registers on i686.
-__m64 Load(const uint8_t* p) { return *reinterpret_cast<const __m64_u*>(p); }
 }  // namespace
 
-// The sanitiser wants 8-byte alignment even for __m64_u, wrongly.
+// The sanitiser wants 8-byte alignment even for unaligned quads, wrongly.
 __attribute__((no_sanitize("alignment")))
 void CopyAmd(void* dest, const void* src, std::size_t count) {
   auto* out = static_cast<uint8_t*>(dest);
@@ -34,8 +33,8 @@ void CopyAmd(void* dest, const void* src, std::size_t count) {
     for (std::size_t offset = 0; offset < kCopyBlockSize; offset += 64) {
       const uint8_t* s = in + offset;
       auto* d = reinterpret_cast<__m64*>(out + offset);
-      const __m64 r0 = Load(s), r1 = Load(s + 8), r2 = Load(s + 16), r3 = Load(s + 24);
-      const __m64 r4 = Load(s + 32), r5 = Load(s + 40), r6 = Load(s + 48), r7 = Load(s + 56);
+      const __m64 r0 = LoadQuad(s), r1 = LoadQuad(s + 8), r2 = LoadQuad(s + 16), r3 = LoadQuad(s + 24);
+      const __m64 r4 = LoadQuad(s + 32), r5 = LoadQuad(s + 40), r6 = LoadQuad(s + 48), r7 = LoadQuad(s + 56);
       _mm_stream_pi(d + 0, r0);
       _mm_stream_pi(d + 1, r1);
       _mm_stream_pi(d + 2, r2);

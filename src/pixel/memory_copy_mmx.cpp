@@ -1,27 +1,19 @@
-// Built with -mmmx. Include nothing with inline functions here: the linker may keep
-// this file's copy of one and run MMX code on a processor without it.
+// Built with -mmmx. Include nothing with inline functions here but the file-local quad
+// access: the linker may keep this file's copy of one and run MMX code on a processor
+// without it.
 #include "pixel/memory_routines.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <mmintrin.h>
 
+#include "pixel/mmx_access.h"
+
 namespace trvx {
 namespace {
 using UnalignedWord = uint32_t __attribute__((aligned(1), may_alias));
-
-// Spelled out: for a plain copy the compiler would rather use integer registers.
-__m64 Load(const uint8_t* p) {
-  __m64 value;
-  __asm__("movq %1, %0" : "=y"(value) : "m"(*reinterpret_cast<const __m64_u*>(p)));
-  return value;
-}
-
-void Store(uint8_t* p, __m64 value) {
-  __asm__("movq %1, %0" : "=m"(*reinterpret_cast<__m64_u*>(p)) : "y"(value));
-}
 }  // namespace
 
-// The sanitiser wants 8-byte alignment even for __m64_u, wrongly.
+// The sanitiser wants 8-byte alignment even for unaligned quads, wrongly.
 __attribute__((no_sanitize("alignment")))
 void CopyMmx(void* dest, const void* src, std::size_t count) {
   auto* out = static_cast<uint8_t*>(dest);
@@ -38,10 +30,10 @@ void CopyMmx(void* dest, const void* src, std::size_t count) {
     for (std::size_t offset = 0; offset < kCopyBlockSize; offset += 64) {
       const uint8_t* s = in + offset;
       uint8_t* d = out + offset;
-      const __m64 r0 = Load(s), r1 = Load(s + 8), r2 = Load(s + 16), r3 = Load(s + 24);
-      const __m64 r4 = Load(s + 32), r5 = Load(s + 40), r6 = Load(s + 48), r7 = Load(s + 56);
-      Store(d, r0), Store(d + 8, r1), Store(d + 16, r2), Store(d + 24, r3);
-      Store(d + 32, r4), Store(d + 40, r5), Store(d + 48, r6), Store(d + 56, r7);
+      const __m64 r0 = LoadQuad(s), r1 = LoadQuad(s + 8), r2 = LoadQuad(s + 16), r3 = LoadQuad(s + 24);
+      const __m64 r4 = LoadQuad(s + 32), r5 = LoadQuad(s + 40), r6 = LoadQuad(s + 48), r7 = LoadQuad(s + 56);
+      StoreQuad(d, r0), StoreQuad(d + 8, r1), StoreQuad(d + 16, r2), StoreQuad(d + 24, r3);
+      StoreQuad(d + 32, r4), StoreQuad(d + 40, r5), StoreQuad(d + 48, r6), StoreQuad(d + 56, r7);
     }
   }
   if (blocks != 0) _mm_empty();
