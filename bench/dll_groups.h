@@ -7,7 +7,9 @@
 // (frames is "-" when encoding; processors is 1 for the peers).
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,34 @@
 namespace trvx::bench {
 
 inline constexpr const char* kEncodeFormats[] = {"BGR24", "YUY2"};
+
+// The command line of the two measuring programs: the benchmark files' directory and
+// how long to measure.
+struct Arguments {
+  std::string directory;
+  double seconds = 0.5;
+  int rounds = 3;
+  int headlineRounds = 0;  // 0: as many as the other groups
+  std::string summary;
+};
+
+// Takes the timing option at argv[i] and its value; false when argv[i] is none.
+inline bool TakeTimingOption(int argc, char** argv, int& i, Arguments& arguments) {
+  const std::string arg = argv[i];
+  if (i + 1 >= argc) return false;
+  if (arg == "--seconds") {
+    arguments.seconds = std::atof(argv[++i]);
+  } else if (arg == "--rounds") {
+    arguments.rounds = std::max(1, std::atoi(argv[++i]));
+  } else if (arg == "--headline-rounds") {
+    arguments.headlineRounds = std::max(1, std::atoi(argv[++i]));
+  } else if (arg == "--summary") {
+    arguments.summary = argv[++i];
+  } else {
+    return false;
+  }
+  return true;
+}
 
 // The frames decoded: the codec's own, written in its two-thread mode (each field
 // coded on its own thread, so the first field cannot say where the second starts:

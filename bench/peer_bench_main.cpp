@@ -17,14 +17,6 @@
 namespace trvx::bench {
 namespace {
 
-struct Arguments {
-  std::string directory;
-  double seconds = 0.5;
-  int rounds = 3;
-  int headlineRounds = 0;  // 0: as many as the other groups
-  std::string summary;
-};
-
 // The mode's name as the report pairs it with the codec's paths.
 std::string ForcedMode() {
   for (const char* mode : {"SSE2", "SSE", "MMX", "AVX2", "NONE"}) {
@@ -119,15 +111,8 @@ int main(int argc, char** argv) {
   trvx::bench::Arguments arguments;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
-    if (arg == "--seconds" && i + 1 < argc) {
-      arguments.seconds = std::atof(argv[++i]);
-    } else if (arg == "--rounds" && i + 1 < argc) {
-      arguments.rounds = std::max(1, std::atoi(argv[++i]));
-    } else if (arg == "--headline-rounds" && i + 1 < argc) {
-      arguments.headlineRounds = std::max(1, std::atoi(argv[++i]));
-    } else if (arg == "--summary" && i + 1 < argc) {
-      arguments.summary = argv[++i];
-    } else if (arguments.directory.empty() && arg[0] != '-') {
+    if (trvx::bench::TakeTimingOption(argc, argv, i, arguments)) continue;
+    if (arguments.directory.empty() && arg[0] != '-') {
       arguments.directory = arg;
     } else {
       arguments.directory.clear();

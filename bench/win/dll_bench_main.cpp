@@ -32,14 +32,6 @@ constexpr DWORD kQuality = 7000;
 // the frame keeps those reads inside the buffer, as a host's AVI buffers do.
 constexpr std::size_t kReadRoom = 0x10400 + 0x10000 + 64;
 
-struct Arguments {
-  std::string directory;
-  double seconds = 0.5;
-  int rounds = 3;
-  int headlineRounds = 0;  // 0: as many as the other groups
-  std::string summary;
-};
-
 void Check(bool ok, const std::string& failure) {
   if (!ok) throw std::runtime_error(failure);
 }
@@ -233,20 +225,7 @@ int main(int argc, char** argv) {
   const std::string action = argc >= 3 ? argv[1] : "";
   bool usable = action == "write" || action == "measure";
   if (usable) arguments.directory = argv[2];
-  for (int i = 3; usable && i < argc; ++i) {
-    const std::string arg = argv[i];
-    if (arg == "--seconds" && i + 1 < argc) {
-      arguments.seconds = std::atof(argv[++i]);
-    } else if (arg == "--rounds" && i + 1 < argc) {
-      arguments.rounds = std::max(1, std::atoi(argv[++i]));
-    } else if (arg == "--headline-rounds" && i + 1 < argc) {
-      arguments.headlineRounds = std::max(1, std::atoi(argv[++i]));
-    } else if (arg == "--summary" && i + 1 < argc) {
-      arguments.summary = argv[++i];
-    } else {
-      usable = false;
-    }
-  }
+  for (int i = 3; usable && i < argc; ++i) usable = TakeTimingOption(argc, argv, i, arguments);
   if (!usable) {
     std::fprintf(stderr,
                  "usage: trvx_dll_bench write DIRECTORY\n"
