@@ -56,7 +56,9 @@ int32_t DecodeMcus(const FieldJob& job) {
       // is still the deliberate fault it is at the first dequantised MCU.
       if (description.quantTableCount != 2) DeliberateFault();
       job.kernels.reconstruct(workspace);
-      job.outputConverter->Convert(description, workspace, mcuColumn, mcuRow);
+      // A stream the converter has no kernel for fails here rather than leaving the
+      // host's bitmap blank behind a success.
+      if (job.outputConverter->Convert(description, workspace, mcuColumn, mcuRow) != 0) return kIcmError;
     }
   }
   return kIcmOk;

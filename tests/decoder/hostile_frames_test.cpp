@@ -269,6 +269,15 @@ TEST_F(HostileFrames, AbsurdFrameHeadersDecodeAsDocumented) {
     EXPECT_TRUE(decoder.AllUntouched());
   }
 
+  // Cb sampled 2x1 as well decodes, but no converter takes it: an error, and the
+  // bitmap stays as it was rather than blank behind a success.
+  {
+    std::vector<uint8_t> frame = withBytes({{sof[0] + 14, 0x21}});
+    Decoder decoder;
+    EXPECT_EQ(decoder.Decode(frame), kError) << "no converter for the sampling";
+    EXPECT_TRUE(decoder.AllUntouched());
+  }
+
   // Component ids outside 1..3 store nothing: a fresh session has no sampling and
   // decodes nothing, one that has seen a good frame keeps its factors.
   {
