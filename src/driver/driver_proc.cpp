@@ -135,12 +135,7 @@ LRESULT RouteCodecMessage(CodecInstance* instance, UINT message, LPARAM lParam1,
   return kIcmUnsupported;
 }
 
-}  // namespace
-
-}  // namespace trvx
-
-extern "C" LRESULT WINAPI DriverProc(DWORD_PTR driverId, HDRVR driver, UINT message, LPARAM lParam1, LPARAM lParam2) {
-  using namespace trvx;
+LRESULT Dispatch(DWORD_PTR driverId, HDRVR driver, UINT message, LPARAM lParam1, LPARAM lParam2) {
   CodecInstance* instance = driverId == kNoInstanceId ? nullptr : reinterpret_cast<CodecInstance*>(driverId);
   switch (message) {
     case DRV_LOAD:
@@ -164,4 +159,31 @@ extern "C" LRESULT WINAPI DriverProc(DWORD_PTR driverId, HDRVR driver, UINT mess
   }
   if (message < DRV_USER) return DefDriverProc(driverId, driver, message, lParam1, lParam2);
   return RouteCodecMessage(instance, message, lParam1, lParam2);
+}
+
+// What a message answers when a C++ exception (the private heap's bad_alloc, say)
+// reached the entry: a host knows how to take a failed open or begin, not an unwind
+// through its own frames.
+LRESULT FailureResult(UINT message) {
+  switch (message) {
+    case DRV_OPEN:
+      return 0;
+    case ICM_COMPRESS_BEGIN:
+    case ICM_DECOMPRESS_BEGIN:
+      return kIcmMemory;
+    default:
+      return kIcmError;
+  }
+}
+
+}  // namespace
+
+}  // namespace trvx
+
+extern "C" LRESULT WINAPI DriverProc(DWORD_PTR driverId, HDRVR driver, UINT message, LPARAM lParam1, LPARAM lParam2) {
+  try {
+    return trvx::Dispatch(driverId, driver, message, lParam1, lParam2);
+  } catch (...) {
+    return trvx::FailureResult(message);
+  }
 }

@@ -9,6 +9,7 @@ enum IcmResult : int32_t {
   kIcmOk = 0,
   kIcmUnsupported = -1,
   kIcmBadFormat = -2,
+  kIcmMemory = -3,
   kIcmBadParam = -6,
   kIcmBadSize = -7,
   kIcmError = -100,

@@ -175,7 +175,8 @@ int32_t EncoderSession::Compress(BitmapHeader* outputFormat, uint8_t* outputBits
     uint8_t* secondImage = outputBits + headerBytes + firstBytes;
     secondImage += headers_.WriteTrailer(secondImage, 0);
     headers_.WriteTrailer(scratch + headerBytes + secondBytes, 1);
-    MemoryCopy(secondImage, scratch, headerBytes + secondBytes + kTrailerBytes);
+    // A fault here (an output buffer too short for the frame) ends the copy quietly.
+    GuardedCopy(secondImage, scratch, headerBytes + secondBytes + kTrailerBytes);
   }
   outputFormat->sizeImage = firstBytes + secondBytes + 2 * (headerBytes + kTrailerBytes);
   return kIcmOk;
