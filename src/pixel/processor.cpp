@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <string>
 
 #include "platform/fault_guard.h"
 
@@ -22,19 +21,24 @@ constexpr uint32_t kSseBit = 1u << 25;
 constexpr uint32_t kSse2Bit = 1u << 26;
 constexpr uint32_t kAmdMmxExtensionsBit = 1u << 22;
 
-constexpr int32_t kKnownFlags[] = {
-    kProcessorPlain,    kProcessorIntelMmx,         kProcessorIntelSse, kProcessorIntelSse2,
-    kProcessorAmdMmx,   kProcessorAmdMmxExtensions, kProcessorAmdSse,   kProcessorAmdSse2,
+// Each flag with the one spelling TRVX_CPU accepts for it: a blank, a sign or a
+// leading zero would let a mistyped value pick a path the user did not name.
+struct KnownFlag {
+  int32_t flag;
+  const char* spelling;
+};
+constexpr KnownFlag kKnownFlags[] = {
+    {kProcessorPlain, "0"},   {kProcessorIntelMmx, "3"},           {kProcessorIntelSse, "15"}, {kProcessorIntelSse2, "31"},
+    {kProcessorAmdMmx, "1"},  {kProcessorAmdMmxExtensions, "135"}, {kProcessorAmdSse, "143"},  {kProcessorAmdSse2, "159"},
 };
 
-// Only the exact decimal spelling of a known flag counts: a blank, a sign or a
-// leading zero would let a mistyped value pick a path the user did not name.
+// Asked at every frame's end too (the MMX state), so it compares text, allocating nothing.
 bool ReadOverride(int32_t* flag) {
   const char* text = std::getenv("TRVX_CPU");
   if (text == nullptr) return false;
-  for (int32_t known : kKnownFlags) {
-    if (std::to_string(known) == text) {
-      *flag = known;
+  for (const KnownFlag& known : kKnownFlags) {
+    if (std::strcmp(known.spelling, text) == 0) {
+      *flag = known.flag;
       return true;
     }
   }
