@@ -1,0 +1,302 @@
+// M-JPEG AVIs of other encoders, opened with AVIFile and decoded by the decompressor
+// that the Video Compression Manager locates for them, on every processor path, into
+// YUY2 and bottom-up RGB24, against ffmpeg's decode of the same files. The files and
+// references come from foreign_avis_make.sh, in the directory TRVX_FOREIGN_AVIS names.
+//
+// ffmpeg gives raw samples at the stream's own sampling. The YUY2 reference brings
+// its chroma to 4:2:2: full-width chroma averaged over horizontal pairs, half-height
+// chroma interpolated vertically (3/4 nearer row, 1/4 farther one; JFIF sites chroma
+// between its two luma lines). The RGB24 reference puts those samples, each chroma
+// pair over its two pixels as the codec's RGB kernels take it, through the codec's
+// studio-range matrix.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/avi_frames.h"
+#include "support/processor_override.h"
+
+namespace trvx::test {
+namespace {
+
+constexpr const char* kProcessorFlags[] = {"0", "1", "3", "15", "31", "135", "143", "159"};
+
+std::string Directory() {
+  const char* directory = std::getenv("TRVX_FOREIGN_AVIS");
+  return directory != nullptr ? directory : ".";
+}
+
+std::string PathOf(const std::string& name) { return Directory() + "\\" + name; }
+
+std::vector<uint8_t> ReadFile(const std::string& name) {
+  std::ifstream file(PathOf(name), std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+// What a faithful decoder writes for one frame, in the output's own layout.
+struct Expected {
+  std::vector<uint8_t> yuy2;
+  std::vector<uint8_t> rgb24;
+};
+
+uint8_t ToByte(double value) { return static_cast<uint8_t>(std::lround(std::clamp(value, 0.0, 255.0))); }
+
+std::vector<double> ChromaAt422(const uint8_t* plane, int chromaWidth, int chromaHeight, int width, int height) {
+  std::vector<double> out(static_cast<std::size_t>(width / 2) * height);
+  for (int y = 0; y < height; ++y) {
+    const auto sample = [&](int column) {
+      if (chromaHeight == height) return static_cast<double>(plane[y * chromaWidth + column]);
+      const int nearer = y / 2;
+      const int farther = std::clamp(y % 2 == 0 ? nearer - 1 : nearer + 1, 0, chromaHeight - 1);
+      return 0.75 * plane[nearer * chromaWidth + column] + 0.25 * plane[farther * chromaWidth + column];
+    };
+    for (int x = 0; x < width / 2; ++x) {
+      out[y * (width / 2) + x] = chromaWidth == width ? (sample(2 * x) + sample(2 * x + 1)) / 2 : sample(x);
+    }
+  }
+  return out;
+}
+
+Expected MakeExpected(const uint8_t* planes, int width, int height, int chromaWidth, int chromaHeight) {
+  const uint8_t* luma = planes;
+  const std::vector<double> cb = ChromaAt422(luma + width * height, chromaWidth, chromaHeight, width, height);
+  const std::vector<double> cr =
+      ChromaAt422(luma + width * height + chromaWidth * chromaHeight, chromaWidth, chromaHeight, width, height);
+  Expected expected;
+  expected.yuy2.resize(static_cast<std::size_t>(width) * height * 2);
+  const int rgbStride = (width * 3 + 3) & ~3;
+  expected.rgb24.resize(static_cast<std::size_t>(rgbStride) * height);
+  for (int y = 0; y < height; ++y) {
+    uint8_t* yuy2 = &expected.yuy2[static_cast<std::size_t>(y) * width * 2];
+    uint8_t* rgb = &expected.rgb24[static_cast<std::size_t>(height - 1 - y) * rgbStride];
+    for (int x = 0; x < width; ++x) {
+      const double l = luma[y * width + x];
+      const double u = cb[y * (width / 2) + x / 2];
+      const double v = cr[y * (width / 2) + x / 2];
+      yuy2[2 * x] = ToByte(l);
+      yuy2[2 * x + 1] = ToByte(x % 2 == 0 ? u : v);
+      rgb[3 * x] = ToByte(1.164 * (l - 16) + 2.018 * (u - 128));
+      rgb[3 * x + 1] = ToByte(1.164 * (l - 16) - 0.392 * (u - 128) - 0.813 * (v - 128));
+      rgb[3 * x + 2] = ToByte(1.164 * (l - 16) + 1.596 * (v - 128));
+    }
+  }
+  return expected;
+}
+
+double Psnr(double squaredError, std::size_t count) {
+  return squaredError == 0 ? 99.0 : 10 * std::log10(255.0 * 255.0 * count / squaredError);
+}
+
+// PSNR of Y, Cb, Cr for YUY2; of all bytes for RGB24 (in slot 0).
+std::vector<double> Measure(const std::vector<uint8_t>& got, const std::vector<uint8_t>& expected, bool yuy2) {
+  double error[3] = {};
+  std::size_t count[3] = {};
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    const int channel = !yuy2 ? 0 : i % 2 == 0 ? 0 : i % 4 == 1 ? 1 : 2;
+    const double d = static_cast<double>(got[i]) - expected[i];
+    error[channel] += d * d;
+    ++count[channel];
+  }
+  if (!yuy2) return {Psnr(error[0], count[0])};
+  return {Psnr(error[0], count[0]), Psnr(error[1], count[1]), Psnr(error[2], count[2])};
+}
+
+struct OutputFormat {
+  const char* name;
+  DWORD compression;
+  WORD bitCount;
+  const char* measures[3];
+};
+constexpr OutputFormat kOutputs[] = {{"YUY2", mmioFOURCC('Y', 'U', 'Y', '2'), 16, {"Y", "Cb", "Cr"}},
+                                     {"RGB24", BI_RGB, 24, {"RGB", nullptr, nullptr}}};
+
+// The worst figure of one measure over every path and frame, and where it was.
+struct Worst {
+  double db = 99.0;
+  std::string where;
+  void Take(double value, const std::string& at) {
+    if (value < db) {
+      db = value;
+      where = at;
+    }
+  }
+};
+
+// Each line: a file's name and ffmpeg's pix_fmt for it, or "refuse".
+std::vector<std::pair<std::string, std::string>> ReadManifest() {
+  std::vector<std::pair<std::string, std::string>> entries;
+  std::ifstream file(PathOf("manifest.txt"));
+  std::string name, pixFmt;
+  while (file >> name >> pixFmt) entries.emplace_back(name, pixFmt);
+  return entries;
+}
+
+// The decompressor a player would take for the stream; it must be this codec.
+HIC LocateCodec(const BITMAPINFOHEADER& input, const BITMAPINFOHEADER& output) {
+  BITMAPINFOHEADER in = input;
+  BITMAPINFOHEADER out = output;
+  const HIC codec = ICLocate(ICTYPE_VIDEO, input.biCompression, &in, &out, ICMODE_DECOMPRESS);
+  ICINFO info = {};
+  if (codec != nullptr && (ICGetInfo(codec, &info, sizeof info) == 0 || info.fccHandler != FourCc("TRVX"))) {
+    ICClose(codec);
+    return nullptr;
+  }
+  return codec;
+}
+
+class ForeignAvis : public testing::Test {
+ protected:
+  void SetUp() override {
+    manifest_ = ReadManifest();
+    ASSERT_FALSE(manifest_.empty()) << "no manifest in " << Directory();
+    ASSERT_TRUE(InstallCodec());
+    // Keeps trvx.dll loaded: each located decompressor would load it afresh.
+    holder_ = ICOpen(ICTYPE_VIDEO, FourCc("TRVX"), ICMODE_QUERY);
+    AVIFileInit();
+    // The one-processor run hides the second processor from Wine; make sure it did.
+    if (const char* expected = std::getenv("TRVX_EXPECT_PROCESSORS")) {
+      SYSTEM_INFO system;
+      GetSystemInfo(&system);
+      ASSERT_EQ(system.dwNumberOfProcessors, static_cast<DWORD>(std::atoi(expected)));
+    }
+  }
+  void TearDown() override {
+    AVIFileExit();
+    if (holder_ != nullptr) ICClose(holder_);
+  }
+
+  std::vector<std::pair<std::string, std::string>> manifest_;
+  HIC holder_ = nullptr;
+};
+
+TEST_F(ForeignAvis, EveryFrameMatchesFfmpegOnEveryPath) {
+  std::ostringstream table;
+  table << "minimum PSNR in dB over frames and processor paths\n"
+        << "file                               YUY2 Y     Cb     Cr  RGB24\n";
+  for (const auto& [name, pixFmt] : manifest_) {
+    if (pixFmt == "refuse") continue;
+    AviFrames avi;
+    ASSERT_TRUE(ReadAviFrames(PathOf(name + ".avi"), avi)) << name << ".avi does not read";
+    const int width = avi.format.biWidth;
+    const int height = std::abs(avi.format.biHeight);
+    // "yuv422p" and "yuvj422p" alike: the chroma plane's divisors.
+    const std::string sampling = pixFmt.substr(pixFmt.size() - 4, 3);
+    const std::map<std::string, std::pair<int, int>> divisors = {
+        {"444", {1, 1}}, {"422", {2, 1}}, {"420", {2, 2}}, {"440", {1, 2}}};
+    ASSERT_EQ(divisors.count(sampling), 1u) << "pix_fmt " << pixFmt;
+    const int chromaWidth = width / divisors.at(sampling).first;
+    const int chromaHeight = height / divisors.at(sampling).second;
+    const bool resampled = sampling != "422";
+    const std::size_t frameBytes = static_cast<std::size_t>(width) * height + 2u * chromaWidth * chromaHeight;
+    const std::vector<uint8_t> reference = ReadFile(name + ".yuv");
+    ASSERT_EQ(reference.size(), frameBytes * avi.frames.size()) << name << ".yuv does not hold every frame";
+    std::vector<Expected> expected;
+    for (std::size_t frame = 0; frame < avi.frames.size(); ++frame) {
+      expected.push_back(MakeExpected(&reference[frame * frameBytes], width, height, chromaWidth, chromaHeight));
+    }
+
+    struct Outcome {
+      Worst worst[3];
+      int failures = 0;
+      std::string firstFailure;
+      void Fail(const std::string& what) {
+        if (failures++ == 0) firstFailure = what;
+        for (Worst& w : worst) w.Take(0, what);
+      }
+    } outcomes[2];
+    for (const char* flag : kProcessorFlags) {
+      const ProcessorOverride processor(flag);
+      const std::string path = std::string("TRVX_CPU=") + flag;
+      BITMAPINFOHEADER input = avi.format;
+        const HIC codec = LocateCodec(input, Bitmap(kOutputs[0].compression, kOutputs[0].bitCount, width, height));
+      for (int o = 0; o < 2; ++o) {
+        const OutputFormat& output = kOutputs[o];
+        const bool yuy2 = output.bitCount == 16;
+        BITMAPINFOHEADER out = Bitmap(output.compression, output.bitCount, width, height);
+        if (codec == nullptr) {
+          outcomes[o].Fail("no TRVX decompressor located at " + path);
+          continue;
+        }
+        const LRESULT begun = ICDecompressBegin(codec, &input, &out);
+        for (std::size_t frame = 0; frame < avi.frames.size(); ++frame) {
+          const std::vector<uint8_t>& wanted = yuy2 ? expected[frame].yuy2 : expected[frame].rgb24;
+          std::vector<uint8_t> picture(wanted.size(), 0);
+          input.biSizeImage = avi.frameBytes[frame];
+          const LRESULT result = begun != ICERR_OK ? begun
+                                                   : static_cast<LRESULT>(ICDecompress(
+                                                         codec, 0, &input, avi.frames[frame].data(), &out, picture.data()));
+          const std::string at = path + " frame " + std::to_string(frame);
+          if (result != ICERR_OK) {
+            outcomes[o].Fail(at + " (returned " + std::to_string(result) + ")");
+            continue;
+          }
+          const std::vector<double> figures = Measure(picture, wanted, yuy2);
+          for (std::size_t m = 0; m < figures.size(); ++m) outcomes[o].worst[m].Take(figures[m], at);
+        }
+        ICDecompressEnd(codec);
+      }
+      if (codec != nullptr) ICClose(codec);
+    }
+
+    table << name << std::string(name.size() < 33 ? 33 - name.size() : 1, ' ');
+    for (int o = 0; o < 2; ++o) {
+      const OutputFormat& output = kOutputs[o];
+      EXPECT_EQ(outcomes[o].failures, 0) << name << " " << output.name << ": " << outcomes[o].failures
+                                         << " frames failed, first at " << outcomes[o].firstFailure;
+      for (int m = 0; m < 3 && output.measures[m] != nullptr; ++m) {
+        // Luma is never resampled; chroma and RGB are where the stream's sampling is not 4:2:2.
+        const double needed = o == 0 && m == 0 ? 40 : resampled ? 35 : 40;
+        const Worst& worst = outcomes[o].worst[m];
+        EXPECT_GE(worst.db, needed) << name << " " << output.name << " " << output.measures[m] << ": " << worst.db
+                                    << " dB at " << worst.where << ", needs " << needed;
+        char figure[16];
+        std::snprintf(figure, sizeof figure, "%7.1f", worst.db);
+        table << figure;
+      }
+    }
+    table << (resampled ? "  (chroma resampled)\n" : "\n");
+  }
+  std::printf("%s", table.str().c_str());
+}
+
+TEST_F(ForeignAvis, UndecodableFramesFailAndLeaveTheOutputAlone) {
+  int files = 0;
+  for (const auto& [name, pixFmt] : manifest_) {
+    if (pixFmt != "refuse") continue;
+    ++files;
+    AviFrames avi;
+    ASSERT_TRUE(ReadAviFrames(PathOf(name + ".avi"), avi)) << name << ".avi does not read";
+    for (const char* flag : kProcessorFlags) {
+      const ProcessorOverride processor(flag);
+      BITMAPINFOHEADER input = avi.format;
+        input.biSizeImage = avi.frameBytes[0];
+      const HIC codec = LocateCodec(input, Bitmap(kOutputs[0].compression, kOutputs[0].bitCount, input.biWidth,
+                                                  input.biHeight));
+      ASSERT_NE(codec, nullptr) << name;
+      for (const OutputFormat& output : kOutputs) {
+        BITMAPINFOHEADER out = Bitmap(output.compression, output.bitCount, input.biWidth, input.biHeight);
+        const std::string where = name + " " + output.name + " TRVX_CPU=" + flag;
+        EXPECT_EQ(ICDecompressBegin(codec, &input, &out), ICERR_OK) << where;
+        std::vector<uint8_t> picture(out.biSizeImage, 0xA5);
+        EXPECT_NE(ICDecompress(codec, 0, &input, avi.frames[0].data(), &out, picture.data()), ICERR_OK) << where;
+        const auto touched = std::find_if(picture.begin(), picture.end(), [](uint8_t b) { return b != 0xA5; });
+        EXPECT_EQ(touched, picture.end()) << where << ": output written at byte " << (touched - picture.begin());
+        ICDecompressEnd(codec);
+      }
+      ICClose(codec);
+    }
+  }
+  EXPECT_GT(files, 0) << "no undecodable files in the manifest";
+}
+
+}  // namespace
+}  // namespace trvx::test
