@@ -136,13 +136,13 @@ const uint8_t* DecoderSession::ReadSecondHeadersByConsumption(const uint8_t* fir
   FrameDescription& description = fields_[0].description;
   description.fieldIndex = 1;
   const uint8_t* secondField = firstCodedData + fields_[0].entropyDecoder->BytesConsumed();
-  return secondField + ReadFieldHeaders(secondField, description);
+  return secondField + ReadFieldHeaders(secondField, BytesBefore(secondField, frameEnd_), description);
 }
 
 int32_t DecoderSession::DecodeSecondFieldHere(const uint8_t* secondCodedData, const BitmapHeader& outputFormat) {
   Field& field = fields_[0];
   if (!FitsOutput(field.description, outputFormat)) return kIcmError;
-  field.entropyDecoder->SetInput(secondCodedData);
+  field.entropyDecoder->SetInput(secondCodedData, frameEnd_);
   return DecodeField(JobFor(field));
 }
 
@@ -153,7 +153,8 @@ int32_t DecoderSession::DecodeBothFieldsHere(const uint8_t* firstCodedData, cons
 
 int32_t DecoderSession::DecodeWithNextFieldOffset(const uint8_t* secondField, const BitmapHeader& outputFormat) {
   Field& second = fields_[1];
-  second.entropyDecoder->SetInput(secondField + ReadFieldHeaders(secondField, second.description));
+  const uint32_t codedOffset = ReadFieldHeaders(secondField, BytesBefore(secondField, frameEnd_), second.description);
+  second.entropyDecoder->SetInput(secondField + codedOffset, frameEnd_);
   if (!FitsOutput(second.description, outputFormat)) return kIcmError;
   workerJob_ = JobFor(second);
   workerReportsFailure_ = false;
@@ -168,11 +169,10 @@ int32_t DecoderSession::DecodeWithNextFieldOffset(const uint8_t* secondField, co
 // one-thread path finds only after decoding the first. The first image's coded data
 // ends at the first marker that is not part of it, so the worker can start at once
 // on what lies behind; the result is the one-thread path's all the same.
-bool DecoderSession::LocateSecondFieldByScan(const uint8_t* inputBits, uint32_t inputBytes,
-                                             const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
-  const uint32_t codedOffset = static_cast<uint32_t>(firstCodedData - inputBits);
-  if (!fieldWorker_.Running() || chainedQuantTableArea_.empty() || codedOffset >= inputBytes) return false;
-  const uint32_t codedBytes = inputBytes - codedOffset;
+bool DecoderSession::LocateSecondFieldByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
+  if (!fieldWorker_.Running() || chainedQuantTableArea_.empty() || frameEnd_ == nullptr) return false;
+  const uint32_t codedBytes = BytesBefore(firstCodedData, frameEnd_);
+  if (codedBytes == 0) return false;
   const uint32_t codedEnd = FindCodedDataEnd(firstCodedData, codedBytes);
   if (codedEnd == codedBytes) return false;
 
@@ -182,11 +182,12 @@ bool DecoderSession::LocateSecondFieldByScan(const uint8_t* inputBits, uint32_t 
   const uint8_t* secondField = firstCodedData + codedEnd;
   // A table that faults here might lie where the one-thread path never looks.
   const int32_t secondCodedOffset = RunGuarded(
-      [&] { return static_cast<int32_t>(ReadFieldHeaders(secondField, chainedDescription_)); });
+      [&] { return static_cast<int32_t>(ReadFieldHeaders(secondField, BytesBefore(secondField, frameEnd_),
+                                                        chainedDescription_)); });
   if (secondCodedOffset <= 0 || !FitsOutput(chainedDescription_, outputFormat)) return false;
   chainedCodedData_ = secondField + secondCodedOffset;
   Field& worker = fields_[1];
-  worker.entropyDecoder->SetInput(chainedCodedData_);
+  worker.entropyDecoder->SetInput(chainedCodedData_, frameEnd_);
   workerJob_ = FieldJob{&chainedDescription_, &worker.workspace, worker.entropyDecoder.get(), outputConverter_.get(),
                         kernels_};
   return true;
@@ -219,15 +220,17 @@ int32_t DecoderSession::DecompressFrame(const BitmapHeader* outputFormat, uint8_
   const bool twoThreads = processorCount_ >= 2;
   if (twoThreads) StartFieldHeaders(fields_[1], 1);
 
-  const uint8_t* firstCodedData = inputBits + ReadFieldHeaders(inputBits, first.description);
+  // The host's biSizeImage bounds every read; without it only the scan limit does.
+  frameEnd_ = inputFormat != nullptr && inputFormat->sizeImage != 0 ? inputBits + inputFormat->sizeImage : nullptr;
+  const uint32_t inputBytes = BytesBefore(inputBits, frameEnd_);
+  const uint8_t* firstCodedData = inputBits + ReadFieldHeaders(inputBits, inputBytes, first.description);
   if (!FitsOutput(first.description, *outputFormat)) return kIcmError;
   outputConverter_->Setup(outputBits, *outputFormat, first.description);
-  first.entropyDecoder->SetInput(firstCodedData);
+  first.entropyDecoder->SetInput(firstCodedData, frameEnd_);
 
-  const uint32_t nextFieldOffset = twoThreads ? FindNextFieldOffset(inputBits) : 0;
+  const uint32_t nextFieldOffset = twoThreads ? FindNextFieldOffset(inputBits, inputBytes) : 0;
   if (nextFieldOffset != 0) return DecodeWithNextFieldOffset(inputBits + nextFieldOffset, *outputFormat);
-  const uint32_t inputBytes = inputFormat != nullptr ? inputFormat->sizeImage : 0;
-  if (twoThreads && LocateSecondFieldByScan(inputBits, inputBytes, firstCodedData, *outputFormat)) {
+  if (twoThreads && LocateSecondFieldByScan(firstCodedData, *outputFormat)) {
     return DecodeFieldsLocatedByScan(firstCodedData, *outputFormat);
   }
   return DecodeBothFieldsHere(firstCodedData, *outputFormat);

@@ -59,8 +59,7 @@ class DecoderSession {
   int32_t DecodeSecondFieldHere(const uint8_t* secondCodedData, const BitmapHeader& outputFormat);
   int32_t DecodeBothFieldsHere(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
   int32_t DecodeWithNextFieldOffset(const uint8_t* secondField, const BitmapHeader& outputFormat);
-  bool LocateSecondFieldByScan(const uint8_t* inputBits, uint32_t inputBytes, const uint8_t* firstCodedData,
-                               const BitmapHeader& outputFormat);
+  bool LocateSecondFieldByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
   int32_t DecodeFieldsLocatedByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
   FieldJob JobFor(Field& field);
   static int32_t RunWorkerJob(void* session);
@@ -73,6 +72,9 @@ class DecoderSession {
   int32_t processor_ = 0;  // the processor flag the kernels were chosen by
   uint32_t processorCount_ = 0;
   Field fields_[2];
+  // One past the current frame's last byte, from the input's biSizeImage; null when
+  // the host gave no size.
+  const uint8_t* frameEnd_ = nullptr;
   // The second field of a frame whose first image gives no offset to it, read as the
   // one-thread path reads it: over a copy of the first field's description.
   FrameDescription chainedDescription_;

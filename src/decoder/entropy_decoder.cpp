@@ -33,15 +33,30 @@ BitWord LoadBigEndian(const uint8_t* bytes) {
   }
 }
 
+// Where a whole word may still be loaded, and where reading stops; bytes from `end`
+// on read as 0, so a frame that ends against an unreadable page decodes all the same.
+struct InputBounds {
+  uintptr_t wordLimit;
+  uintptr_t end;
+
+  uint8_t ByteAt(const uint8_t* position) const { return uintptr_t(position) < end ? *position : 0; }
+};
+
+InputBounds BoundsFor(uintptr_t end) {
+  return InputBounds{end >= sizeof(BitWord) ? end - sizeof(BitWord) : 0, end};
+}
+
 struct BitReader {
   BitWord buffer;  // next bit at the top; bits below the count are not yet data
   uint32_t count;
   const uint8_t* position;
   uint32_t skipped;  // bytes dropped after 0xFF in this call
+  InputBounds bounds;
 
   // Without a 0xFF among the next bytes they are data as they stand; the whole bytes
   // that fit are added without a branch on the count.
   void Refill() {
+    if (__builtin_expect(uintptr_t(position) > bounds.wordLimit, 0)) return RefillBytewise();
     BitWord window;
     std::memcpy(&window, position, sizeof window);
     const BitWord ones = ~window;
@@ -53,7 +68,7 @@ struct BitReader {
   // The byte after 0xFF is stuffing or a marker's code; either way it is dropped unseen.
   void RefillBytewise() {
     while (count < kReadyBits) {
-      const uint8_t byte = *position++;
+      const uint8_t byte = bounds.ByteAt(position++);
       if (byte == 0xFF) ++position, ++skipped;
       buffer |= BitWord(byte) << (kReadyBits - count);
       count += 8;
@@ -216,10 +231,13 @@ void EntropyDecoder::ResetForField(const FrameDescription& description) {
   predecodedLuma_ = PredecodedLumaAcTable();
 }
 
-void EntropyDecoder::SetInput(const uint8_t* data) {
+void EntropyDecoder::SetInput(const uint8_t* data, const uint8_t* end) {
   start_ = data;
   position_ = data;
+  end_ = end != nullptr ? uintptr_t(end) : ~uintptr_t(0);
 }
+
+uint8_t EntropyDecoder::ByteAt(const uint8_t* position) const { return BoundsFor(end_).ByteAt(position); }
 
 uint32_t EntropyDecoder::BytesConsumed() const { return uint32_t(position_ - start_) + 16; }
 
@@ -244,7 +262,8 @@ int32_t EntropyDecoder::DecodeAllBlocks(int16_t* coefficients) {
   const int16_t* const areaEnd = coefficients + kMaxBlocksPerMcu * kBlockCoefficients;
   const uint32_t startCount = bitCount_;
   const uint8_t* const startPosition = position_;
-  BitReader reader{startCount == 0 ? 0 : BitWord(bitBuffer_) << (kWordBits - startCount), startCount, position_, 0};
+  BitReader reader{startCount == 0 ? 0 : BitWord(bitBuffer_) << (kWordBits - startCount), startCount, position_, 0,
+                   BoundsFor(end_)};
   uint32_t symbolCount = startCount;
   const uint32_t blockCounts[3] = {lumaBlocks_, cbBlocks_, crBlocks_};
   int16_t* block = coefficients;
@@ -313,7 +332,7 @@ void EntropyDecoder::ToRefillState(uint64_t wideBuffer, uint32_t wideCount, uint
     }
   } else {
     for (uint32_t bit = wideCount; bit < count; bit += 8) {
-      const uint8_t byte = *position++;
+      const uint8_t byte = ByteAt(position++);
       if (byte == 0xFF) ++position;
       buffer = (buffer & ~(~BitWord(0) >> bit)) | BitWord(byte) << (kWordBits - 8 - bit);
     }
