@@ -96,6 +96,7 @@ int32_t DecoderSession::Begin(const BitmapHeader* inputFormat, const BitmapHeade
   processor_ = DetectProcessor();
   kernels_ = SelectDecoderKernels(processor_);
   for (Field& field : fields_) field.entropyDecoder = MakeEntropyDecoder(processor_);
+  baseline_ = std::make_unique<BaselineFrames>();
   outputConverter_ = MakeOutputConverter(*outputFormat);
   if (!outputConverter_) return kIcmBadFormat;
 
@@ -125,9 +126,72 @@ void DecoderSession::StartFieldHeaders(Field& field, uint8_t fieldIndex) {
 
 int32_t DecoderSession::RunWorkerJob(void* context) {
   DecoderSession& session = *static_cast<DecoderSession*>(context);
-  if (!session.workerReportsFailure_) return DecodeField(session.workerJob_) == kIcmOk ? 0 : kIcmError;
-  session.workerResult_ = RunGuarded([&session] { return DecodeField(session.workerJob_); });
+  switch (session.workerTask_) {
+    case WorkerTask::kOwnFieldByOffset:
+      return DecodeField(session.workerJob_) == kIcmOk ? 0 : kIcmError;
+    case WorkerTask::kOwnFieldByScan:
+      session.workerResult_ = RunGuarded([&session] { return DecodeField(session.workerJob_); });
+      return 0;
+    case WorkerTask::kBaselineDecode:
+    case WorkerTask::kBaselineConvert:
+      session.workerResult_ = RunGuarded([&session] { return session.RunBaselineTask(); });
+      return 0;
+  }
   return 0;
+}
+
+int32_t DecoderSession::RunBaselineTask() {
+  if (workerTask_ == WorkerTask::kBaselineDecode) return baseline_->DecodeImage(baselineImage_, kernels_.reconstruct);
+  return baseline_->ConvertImage(baselineImage_, baselineBands_[0], baselineBands_[1], *outputConverter_,
+                                 fields_[1].workspace);
+}
+
+// Both images (or the one) are decoded whole before any pixel is written.
+int32_t DecoderSession::DecodeBaselineImages(bool helper) {
+  if (helper && baseline_->TwoFields()) {
+    workerTask_ = WorkerTask::kBaselineDecode;
+    baselineImage_ = 1;
+    fieldWorker_.Start();
+    const int32_t first = RunGuarded([this] { return baseline_->DecodeImage(0, kernels_.reconstruct); });
+    fieldWorker_.WaitUntilDone();
+    return first == kIcmOk && workerResult_ == kIcmOk ? kIcmOk : kIcmError;
+  }
+  for (int index = 0; index < (baseline_->TwoFields() ? 2 : 1); ++index) {
+    if (baseline_->DecodeImage(index, kernels_.reconstruct) != kIcmOk) return kIcmError;
+  }
+  return kIcmOk;
+}
+
+// The helper takes the second field, or the lower half of a single image.
+int32_t DecoderSession::ConvertBaselineImages(bool helper) {
+  const uint32_t bands = baseline_->Bands();
+  McuWorkspace& tile = fields_[0].workspace;
+  if (!helper) {
+    int32_t result = baseline_->ConvertImage(0, 0, bands, *outputConverter_, tile);
+    if (result == kIcmOk && baseline_->TwoFields()) result = baseline_->ConvertImage(1, 0, bands, *outputConverter_, tile);
+    return result;
+  }
+  const bool twoFields = baseline_->TwoFields();
+  const uint32_t split = twoFields ? bands : bands / 2;
+  workerTask_ = WorkerTask::kBaselineConvert;
+  baselineImage_ = twoFields ? 1 : 0;
+  baselineBands_[0] = twoFields ? 0 : split;
+  baselineBands_[1] = bands;
+  fieldWorker_.Start();
+  const int32_t first =
+      RunGuarded([this, split, &tile] { return baseline_->ConvertImage(0, 0, split, *outputConverter_, tile); });
+  fieldWorker_.WaitUntilDone();
+  return first == kIcmOk && workerResult_ == kIcmOk ? kIcmOk : kIcmError;
+}
+
+int32_t DecoderSession::DecodeBaselineFrame(const BitmapHeader& outputFormat, uint8_t* outputBits,
+                                            const uint8_t* inputBits) {
+  if (baseline_->Prepare(inputBits, frameEnd_, outputFormat) != kIcmOk) return kIcmError;
+  const bool helper = fieldWorker_.Running() && !fields_[1].workspace.storage.empty();
+  if (DecodeBaselineImages(helper) != kIcmOk) return kIcmError;
+  outputConverter_->Setup(outputBits, outputFormat, baseline_->TileDescription());
+  if (outputConverter_->kernel() == nullptr) return kIcmError;
+  return ConvertBaselineImages(helper);
 }
 
 const uint8_t* DecoderSession::ReadSecondHeadersByConsumption(const uint8_t* firstCodedData) {
@@ -157,7 +221,7 @@ int32_t DecoderSession::DecodeWithNextFieldOffset(const uint8_t* secondField, co
   second.entropyDecoder->SetInput(secondField + codedOffset, frameEnd_);
   if (!FitsOutput(second.description, outputFormat)) return kIcmError;
   workerJob_ = JobFor(second);
-  workerReportsFailure_ = false;
+  workerTask_ = WorkerTask::kOwnFieldByOffset;
   fieldWorker_.Start();
   // On bad data in the first field the worker is deliberately not waited for.
   if (DecodeField(JobFor(fields_[0])) != kIcmOk) return kIcmError;
@@ -194,7 +258,7 @@ bool DecoderSession::LocateSecondFieldByScan(const uint8_t* firstCodedData, cons
 }
 
 int32_t DecoderSession::DecodeFieldsLocatedByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
-  workerReportsFailure_ = true;
+  workerTask_ = WorkerTask::kOwnFieldByScan;
   fieldWorker_.Start();
   // Guarded here too, so that the worker is waited for after a fault as well: it must
   // not write the host's bitmap once we have returned.
@@ -215,13 +279,16 @@ int32_t DecoderSession::DecompressFrame(const BitmapHeader* outputFormat, uint8_
                                         const BitmapHeader* inputFormat, const uint8_t* inputBits) {
   if (!begun_) return kIcmError;
   const MmxStateCleanup mmxCleanup(UsesVectorKernels(processor_));
+  // The host's biSizeImage bounds every read; without it only the scan limit does.
+  frameEnd_ = inputFormat != nullptr && inputFormat->sizeImage != 0 ? inputBits + inputFormat->sizeImage : nullptr;
+  if (baseline_->TakesFrame(inputBits, frameEnd_, *outputFormat)) {
+    return DecodeBaselineFrame(*outputFormat, outputBits, inputBits);
+  }
   Field& first = fields_[0];
   StartFieldHeaders(first, 0);
   const bool twoThreads = processorCount_ >= 2;
   if (twoThreads) StartFieldHeaders(fields_[1], 1);
 
-  // The host's biSizeImage bounds every read; without it only the scan limit does.
-  frameEnd_ = inputFormat != nullptr && inputFormat->sizeImage != 0 ? inputBits + inputFormat->sizeImage : nullptr;
   const uint32_t inputBytes = BytesBefore(inputBits, frameEnd_);
   const uint8_t* firstCodedData = inputBits + ReadFieldHeaders(inputBits, inputBytes, first.description);
   if (!FitsOutput(first.description, *outputFormat)) return kIcmError;
@@ -242,6 +309,7 @@ int32_t DecoderSession::End() {
   for (Field& field : fields_) field.Release();
   chainedQuantTableArea_.Release();
   outputConverter_.reset();
+  baseline_.reset();
   return kIcmOk;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "decoder/baseline_frames.h"
 #include "decoder/decoder_kernels.h"
 #include "decoder/entropy_decoder.h"
 #include "decoder/frame_description.h"
@@ -61,6 +62,10 @@ class DecoderSession {
   int32_t DecodeWithNextFieldOffset(const uint8_t* secondField, const BitmapHeader& outputFormat);
   bool LocateSecondFieldByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
   int32_t DecodeFieldsLocatedByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
+  int32_t DecodeBaselineFrame(const BitmapHeader& outputFormat, uint8_t* outputBits, const uint8_t* inputBits);
+  int32_t DecodeBaselineImages(bool helper);
+  int32_t ConvertBaselineImages(bool helper);
+  int32_t RunBaselineTask();
   FieldJob JobFor(Field& field);
   static int32_t RunWorkerJob(void* session);
 
@@ -80,10 +85,17 @@ class DecoderSession {
   FrameDescription chainedDescription_;
   AlignedBuffer chainedQuantTableArea_;
   const uint8_t* chainedCodedData_ = nullptr;
+  std::unique_ptr<BaselineFrames> baseline_;
+
+  // What the worker does when started. Only a field of the codec's own layout whose
+  // place the first image gave ends the worker silently on bad data or a fault; every
+  // other task reports either in workerResult_.
+  enum class WorkerTask { kOwnFieldByOffset, kOwnFieldByScan, kBaselineDecode, kBaselineConvert };
+  WorkerTask workerTask_ = WorkerTask::kOwnFieldByOffset;
   FieldJob workerJob_;
-  // Set for frames whose second field was found by scanning: the worker then reports
-  // bad data and faults in workerResult_ instead of ending silently.
-  bool workerReportsFailure_ = false;
+  // The baseline image and bands the worker takes.
+  int baselineImage_ = 0;
+  uint32_t baselineBands_[2] = {};
   int32_t workerResult_ = 0;
 };
 
