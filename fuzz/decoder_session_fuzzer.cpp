@@ -5,9 +5,11 @@
 // design. Inputs are therefore normalised first: every SOF0 the reader could find is
 // made to declare 64 x 16 lines per field and luminance factors 2 x 1, and inputs
 // whose first field has no SOF0 are skipped (the converter would then be set up for
-// an empty picture and place field 1's MCUs above its first line). Chrominance factors stay arbitrary: MCUs
-// of other shapes get no output kernel but still go through the entropy decoder and
-// the transform. Everything else (tables, offsets, coded data) stays arbitrary too.
+// an empty picture and place field 1's MCUs above its first line). Chrominance
+// factors stay arbitrary: frames of other shapes whose segments can be walked go to
+// the baseline path (baseline_frame_fuzzer's), the rest through the entropy decoder
+// and the transform without an output kernel. Everything else (tables, offsets,
+// coded data) stays arbitrary too.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>

@@ -85,10 +85,9 @@ bool ReadFrameHeader(uint8_t code, const uint8_t* body, uint32_t length, Baselin
   if ((code != kSof0 && code != kSof1) || body[0] != 8) return false;
   image.height = BigEndian16(body + 1);
   image.width = BigEndian16(body + 3);
-  image.componentCount = body[5];
   if (image.width == 0 || image.height == 0) return false;
-  if (image.componentCount != 1 && image.componentCount != kMaxComponents) return false;
-  if (length != 6u + 3u * image.componentCount) return false;
+  if ((body[5] != 1 && body[5] != kMaxComponents) || length != 6u + 3u * body[5]) return false;
+  image.componentCount = body[5];
   for (int c = 0; c < image.componentCount; ++c) {
     const uint8_t* record = body + 6 + 3 * c;
     BaselineComponent& component = image.components[c];
@@ -171,7 +170,9 @@ int32_t ReadBaselineHeaders(const uint8_t* data, uint32_t available, BaselineTab
       ok = false;
     } else if (code == kSos) {
       if (image.frameType == 0) return kHeadersNotWalkable;
-      if (!ReadScanHeader(body, bodyLength, image) || !TablesPresent(image, tables)) image.unsupported = true;
+      if (image.unsupported || !ReadScanHeader(body, bodyLength, image) || !TablesPresent(image, tables)) {
+        image.unsupported = true;
+      }
       image.codedOffset = at;
       return kHeadersDecoded;
     }

@@ -110,19 +110,23 @@ TEST_F(VcmHostileFrames, TruncatedFramesInFencedBuffersFailOrDecode) {
 }
 
 // A whole frame ending at the fence decodes as it does with room behind it, on every
-// processor path: with its APP1 offset (the worker's path on two processors) and
-// without it (found by scanning, or by consumption on one processor).
+// processor path: with its APP1 offset (the worker's path on two processors), without
+// it (found by scanning, or by consumption on one processor), and a camera's frame.
 TEST_F(VcmHostileFrames, WholeFramesEndingAtTheFenceDecodeOnEveryPath) {
   const std::vector<uint8_t> withOffset = ReadTestData("photo_64x32.trvx");
+  const std::vector<uint8_t> wholeImage = ReadTestData("photo_64x32.jpg");
+  ASSERT_FALSE(wholeImage.empty()) << "test frame missing: photo_64x32.jpg";
   for (const char* flag : {"0", "1", "3", "15", "31", "135", "143", "159"}) {
     ProcessorOverride processor(flag);
     ASSERT_EQ(ICDecompressEnd(codec_), ICERR_OK);
     ASSERT_EQ(ICDecompressBegin(codec_, &input_, &output_), ICERR_OK);
-    for (const std::vector<uint8_t>* frame : {&withOffset, static_cast<const std::vector<uint8_t>*>(&frame_)}) {
+    const std::pair<const char*, const std::vector<uint8_t>*> frames[] = {
+        {"with APP1", &withOffset}, {"without APP1", &frame_}, {"one 4:2:0 image", &wholeImage}};
+    for (const auto& [what, frame] : frames) {
       const std::vector<uint8_t> padded = DecodePadded(*frame);
-      ASSERT_EQ(result_, ICERR_OK) << "class " << flag;
-      EXPECT_EQ(DecodeFenced(*frame), padded) << "class " << flag << (frame == &frame_ ? " without" : " with") << " APP1";
-      EXPECT_EQ(result_, ICERR_OK) << "class " << flag;
+      ASSERT_EQ(result_, ICERR_OK) << "class " << flag << ", " << what;
+      EXPECT_EQ(DecodeFenced(*frame), padded) << "class " << flag << ", " << what;
+      EXPECT_EQ(result_, ICERR_OK) << "class " << flag << ", " << what;
     }
   }
 }
