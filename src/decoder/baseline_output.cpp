@@ -22,7 +22,17 @@ void HalfWidthLine(const ComponentPlane& plane, bool fullWidth, uint32_t column,
   }
 }
 
-// One chrominance block of the MCU at (column, band) in 4:2:2.
+// Source lines of output line `line` for plane lines at half the height: the nearer
+// weighs 3/4, the farther 1/4 (line 2n: n and n - 1; line 2n + 1: n and n + 1), and
+// the edges repeat their own line.
+void SourceLines(const ComponentPlane& plane, uint32_t line, uint32_t& nearer, uint32_t& farther) {
+  nearer = line >> 1;
+  farther = (line & 1) != 0 ? nearer + 1 : (nearer == 0 ? 0 : nearer - 1);
+  if (farther >= plane.height) farther = plane.height - 1;
+}
+
+// One chrominance block of the MCU at (column, band) in 4:2:2. The common layouts
+// (4:2:2 as it stands, 4:2:0) have loops of their own.
 void ChromaBlock(const ComponentPlane& plane, const ComponentPlane& luma, uint32_t column, uint32_t band,
                  int16_t* out) {
   const bool fullWidth = plane.h == luma.h;
@@ -31,24 +41,26 @@ void ChromaBlock(const ComponentPlane& plane, const ComponentPlane& luma, uint32
     std::memcpy(out, plane.Row(column, 8 * band), kBlockCoefficients * sizeof(int16_t));
     return;
   }
-  for (uint32_t row = 0; row < 8; ++row) {
+  for (uint32_t row = 0; row < 8; ++row, out += 8) {
     const uint32_t line = 8 * band + row;
-    int32_t near[8];
     if (!halfHeight) {
-      HalfWidthLine(plane, fullWidth, column, line, near);
-      for (int i = 0; i < 8; ++i) out[row * 8 + i] = int16_t(near[i]);
+      int32_t samples[8];
+      HalfWidthLine(plane, fullWidth, column, line, samples);
+      for (int i = 0; i < 8; ++i) out[i] = int16_t(samples[i]);
       continue;
     }
-    // Output line 2n takes 3/4 of source line n and 1/4 of line n - 1; line 2n + 1
-    // 1/4 of line n + 1. The edges repeat their own line.
-    const uint32_t source = line >> 1;
-    uint32_t other = (line & 1) != 0 ? source + 1 : source - 1;
-    if (source == 0 && (line & 1) == 0) other = 0;
-    if (other >= plane.height) other = plane.height - 1;
-    int32_t far[8];
-    HalfWidthLine(plane, fullWidth, column, source, near);
-    HalfWidthLine(plane, fullWidth, column, other, far);
-    for (int i = 0; i < 8; ++i) out[row * 8 + i] = int16_t((3 * near[i] + far[i] + 2) >> 2);
+    uint32_t nearer = 0, farther = 0;
+    SourceLines(plane, line, nearer, farther);
+    if (!fullWidth) {
+      const int16_t* a = plane.Row(column, nearer);
+      const int16_t* b = plane.Row(column, farther);
+      for (int i = 0; i < 8; ++i) out[i] = int16_t((3 * a[i] + b[i] + 2) >> 2);
+      continue;
+    }
+    int32_t a[8], b[8];
+    HalfWidthLine(plane, true, column, nearer, a);
+    HalfWidthLine(plane, true, column, farther, b);
+    for (int i = 0; i < 8; ++i) out[i] = int16_t((3 * a[i] + b[i] + 2) >> 2);
   }
 }
 

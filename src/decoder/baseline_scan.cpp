@@ -17,6 +17,16 @@ constexpr uint8_t kNaturalOrder[kBlockCoefficients] = {
 
 constexpr uint8_t kFirstRestart = 0xD0;
 
+constexpr BitWord Repeat(uint8_t byte) { return BitWord(~BitWord(0) / 0xFF) * byte; }
+
+BitWord BigEndian(BitWord word) {
+  if constexpr (sizeof(BitWord) == 8) {
+    return __builtin_bswap64(word);
+  } else {
+    return __builtin_bswap32(word);
+  }
+}
+
 // Reads entropy-coded bytes up to the first marker or `end`, whichever comes first,
 // and zero bits after it, as libjpeg does; bits taken from that zero fill mean the
 // data ran out.
@@ -24,8 +34,22 @@ class ScanBitReader {
  public:
   ScanBitReader(const uint8_t* data, const uint8_t* end) : position_(data), end_(end) {}
 
-  // At least kWordBits - 7 bits in the buffer afterwards.
+  // At least kWordBits - 8 bits in the buffer afterwards. Where the next word holds
+  // no 0xFF its bytes go in at once; the bits below the count then already hold the
+  // bytes that follow, which a later fill writes over with the same bits.
   void Fill() {
+    if (count_ > kWordBits - 8) return;
+    if (!atMarker_ && std::size_t(end_ - position_) >= sizeof(BitWord)) {
+      BitWord window;
+      std::memcpy(&window, position_, sizeof window);
+      const BitWord ones = ~window;
+      if (((ones - Repeat(0x01)) & window & Repeat(0x80)) == 0) {
+        buffer_ |= BigEndian(window) >> count_;
+        position_ += (kWordBits - 1 - count_) >> 3;
+        count_ |= kWordBits - 8;
+        return;
+      }
+    }
     while (count_ <= kWordBits - 8) {
       buffer_ |= BitWord(NextByte()) << (kWordBits - 8 - count_);
       count_ += 8;
