@@ -5,14 +5,12 @@
 
 #include "decoder/baseline_output.h"
 #include "decoder/frame_reader.h"
+#include "decoder/jpeg_syntax.h"
 #include "driver/icm_results.h"
 
 namespace trvx {
 
 namespace {
-
-constexpr uint8_t kMarkerPrefix = 0xFF;
-constexpr uint8_t kSoi = 0xD8;
 
 uint32_t Magnitude(int32_t value) { return static_cast<uint32_t>(std::abs(static_cast<int64_t>(value))); }
 

@@ -3,25 +3,11 @@
 #include <cstring>
 
 #include "decoder/frame_reader.h"
+#include "decoder/jpeg_syntax.h"
 
 namespace trvx {
 
 namespace {
-
-constexpr uint8_t kMarkerPrefix = 0xFF;
-constexpr uint8_t kSoi = 0xD8;
-constexpr uint8_t kEoi = 0xD9;
-constexpr uint8_t kSof0 = 0xC0;
-constexpr uint8_t kSof1 = 0xC1;
-constexpr uint8_t kDht = 0xC4;
-constexpr uint8_t kDac = 0xCC;
-constexpr uint8_t kLastSof = 0xCF;
-constexpr uint8_t kDqt = 0xDB;
-constexpr uint8_t kDri = 0xDD;
-constexpr uint8_t kSos = 0xDA;
-constexpr uint8_t kTem = 0x01;
-constexpr uint8_t kFirstRestart = 0xD0;
-constexpr uint8_t kLastRestart = 0xD7;
 
 // Without a frame size the walk stays within what the own reader may touch anyway.
 constexpr uint32_t kUnknownLengthWindow = kFieldReadWindow;

@@ -1,31 +1,12 @@
 #include "decoder/baseline_scan.h"
 
 #include <cstring>
-#include <type_traits>
+
+#include "decoder/jpeg_syntax.h"
 
 namespace trvx {
 
 namespace {
-
-using BitWord = std::conditional_t<sizeof(void*) == 8, uint64_t, uint32_t>;
-constexpr uint32_t kWordBits = sizeof(BitWord) * 8;
-
-constexpr uint8_t kNaturalOrder[kBlockCoefficients] = {
-    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
-
-constexpr uint8_t kFirstRestart = 0xD0;
-
-constexpr BitWord Repeat(uint8_t byte) { return BitWord(~BitWord(0) / 0xFF) * byte; }
-
-BitWord BigEndian(BitWord word) {
-  if constexpr (sizeof(BitWord) == 8) {
-    return __builtin_bswap64(word);
-  } else {
-    return __builtin_bswap32(word);
-  }
-}
 
 // Reads entropy-coded bytes up to the first marker or `end`, whichever comes first,
 // and zero bits after it, as libjpeg does; bits taken from that zero fill mean the
@@ -40,11 +21,9 @@ class ScanBitReader {
   void Fill() {
     if (count_ > kWordBits - 8) return;
     if (!atMarker_ && std::size_t(end_ - position_) >= sizeof(BitWord)) {
-      BitWord window;
-      std::memcpy(&window, position_, sizeof window);
-      const BitWord ones = ~window;
-      if (((ones - Repeat(0x01)) & window & Repeat(0x80)) == 0) {
-        buffer_ |= BigEndian(window) >> count_;
+      const BitWord window = LoadBigEndian(position_);
+      if (!HoldsMarkerPrefix(window)) {
+        buffer_ |= window >> count_;
         position_ += (kWordBits - 1 - count_) >> 3;
         count_ |= kWordBits - 8;
         return;

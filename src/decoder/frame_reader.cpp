@@ -2,19 +2,11 @@
 
 #include <cstring>
 
+#include "decoder/jpeg_syntax.h"
 #include "platform/fault_guard.h"
 
 namespace trvx {
 namespace {
-
-constexpr uint8_t kMarkerPrefix = 0xFF;
-constexpr uint8_t kSof0 = 0xC0;
-constexpr uint8_t kDqt = 0xDB;
-constexpr uint8_t kSos = 0xDA;
-constexpr uint8_t kApp1 = 0xE1;
-constexpr uint8_t kStuffedZero = 0x00;
-constexpr uint8_t kFirstRestart = 0xD0;
-constexpr uint8_t kLastRestart = 0xD7;
 
 constexpr int32_t kNotFound = -1;
 
