@@ -13,14 +13,17 @@ namespace {
 // data ran out.
 class ScanBitReader {
  public:
-  ScanBitReader(const uint8_t* data, const uint8_t* end) : position_(data), end_(end) {}
+  // Without an end (the host gave no frame size) only markers stop the reading, so it
+  // goes a byte at a time: a word could reach past the frame's EOI.
+  ScanBitReader(const uint8_t* data, const uint8_t* end)
+      : position_(data), end_(end != nullptr ? uintptr_t(end) : ~uintptr_t(0)), wordEnd_(uintptr_t(end)) {}
 
   // At least kWordBits - 8 bits in the buffer afterwards. Where the next word holds
   // no 0xFF its bytes go in at once; the bits below the count then already hold the
   // bytes that follow, which a later fill writes over with the same bits.
   void Fill() {
     if (count_ > kWordBits - 8) return;
-    if (!atMarker_ && std::size_t(end_ - position_) >= sizeof(BitWord)) {
+    if (!atMarker_ && uintptr_t(position_) + sizeof(BitWord) <= wordEnd_) {
       const BitWord window = LoadBigEndian(position_);
       if (!HoldsMarkerPrefix(window)) {
         buffer_ |= window >> count_;
@@ -56,7 +59,7 @@ class ScanBitReader {
     count_ = 0;
     zeroBits_ = 0;
     // A stream may leave bytes before the marker; they are not data.
-    while (!atMarker_ && position_ < end_) NextByte();
+    while (!atMarker_ && uintptr_t(position_) < end_) NextByte();
     if (!atMarker_ || marker_ != expectedCode) return false;
     position_ += 2;
     atMarker_ = false;
@@ -65,7 +68,7 @@ class ScanBitReader {
 
  private:
   uint8_t NextByte() {
-    if (!atMarker_ && position_ < end_) {
+    if (!atMarker_ && uintptr_t(position_) < end_) {
       const uint8_t byte = *position_;
       if (byte != 0xFF) {
         ++position_;
@@ -73,13 +76,13 @@ class ScanBitReader {
       }
       // Fill bytes 0xFF may run up to a marker; 0xFF 0x00 is a data byte 0xFF.
       const uint8_t* next = position_ + 1;
-      while (next < end_ && *next == 0xFF) ++next;
-      if (next < end_ && *next == 0x00) {
+      while (uintptr_t(next) < end_ && *next == 0xFF) ++next;
+      if (uintptr_t(next) < end_ && *next == 0x00) {
         position_ = next + 1;
         return 0xFF;
       }
       atMarker_ = true;
-      marker_ = next < end_ ? *next : 0;
+      marker_ = uintptr_t(next) < end_ ? *next : 0;
       position_ = next - 1;
     }
     zeroBits_ += 8;
@@ -90,7 +93,8 @@ class ScanBitReader {
   uint32_t count_ = 0;
   uint32_t zeroBits_ = 0;
   const uint8_t* position_;
-  const uint8_t* end_;
+  uintptr_t end_;
+  uintptr_t wordEnd_;  // 0 when words may not be read
   bool atMarker_ = false;
   uint8_t marker_ = 0;
 };

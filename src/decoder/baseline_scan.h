@@ -46,8 +46,8 @@ struct ImagePlanes {
 constexpr int32_t kScanDecoded = 0;
 constexpr int32_t kScanFailed = -1;
 
-// The scan whose entropy-coded data starts at `coded`; nothing at or past `end` is
-// read. kScanFailed on a code no table has, a coefficient past the block's end,
+// The scan whose entropy-coded data starts at `coded`; nothing at or past `end` (null:
+// not known) is read. kScanFailed on a code no table has, a coefficient past the block's end,
 // restart markers missing or out of order, or data that runs out before the last MCU.
 int32_t DecodeBaselineScan(const BaselineImage& image, const BaselineTables& tables, const uint8_t* coded,
                            const uint8_t* end, ReconstructKernel reconstruct, ImagePlanes& planes);

@@ -88,11 +88,11 @@ std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int
 }
 
 int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputFormat& format,
-                    ProcessorCountQuery processors, std::vector<uint8_t>& bits) {
+                    ProcessorCountQuery processors, std::vector<uint8_t>& bits, bool sizeGiven) {
   constexpr std::size_t kGuardBytes = 4096;
   constexpr uint8_t kGuardByte = 0xA5;
   BitmapHeader input = Bitmap(width, height, 24, kCodecFourCc);
-  input.sizeImage = static_cast<uint32_t>(frame.length);
+  input.sizeImage = sizeGiven ? static_cast<uint32_t>(frame.length) : 0;
   const BitmapHeader output = Bitmap(width, height, format.bitCount, format.compression);
   bits.assign(output.sizeImage + kGuardBytes, kGuardByte);
   // The frame ends against an unreadable page, as a debug heap may place it.
