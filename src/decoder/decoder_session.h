@@ -30,8 +30,10 @@ struct FieldJob {
 int32_t DecodeField(const FieldJob& job);
 
 // Turns compressed frames into output bitmaps between DECOMPRESS_BEGIN and
-// DECOMPRESS_END. With two or more processors the second field is decoded on a
-// worker thread while the caller decodes the first.
+// DECOMPRESS_END. Frames in the codec's own layout go through its own reader; any
+// other walkable JPEG layout through the baseline path (baseline_frames.h). With two
+// or more processors the second field is decoded on a worker thread while the caller
+// decodes the first, and the worker shares the conversion of other layouts.
 class DecoderSession {
  public:
   explicit DecoderSession(ProcessorCountQuery processorCount = &SystemProcessorCount) noexcept;
