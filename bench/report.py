@@ -6,7 +6,8 @@ Usage: report.py SUMMARY CHART_DATA"""
 import math
 import sys
 
-DLL, I386, X64 = "trvx.dll", "libjpeg-turbo i386", "libjpeg-turbo x86-64"
+DLL, I386, X64, FFMPEG = "trvx.dll", "libjpeg-turbo i386", "libjpeg-turbo x86-64", "ffmpeg"
+CAMERA = "ffmpeg-420"
 # TRVX_CPU values in the order of the tables; the machine's own class comes last.
 FORCED = ["31", "15", "3", "0"]
 # The kernels a processor class runs (AMD with SSE2, 159, deliberately the plain ones),
@@ -15,7 +16,7 @@ PATH = {"0": "plain", "1": "MMX", "3": "MMX", "15": "SSE", "31": "SSE2", "135": 
 PEER_MODE = {"plain": "none", "MMX": "MMX", "SSE": "SSE", "SSE2": "SSE2"}
 I386_MODES = ["default", "SSE2", "SSE", "MMX", "none"]
 X64_MODES = ["default", "SSE2", "none"]
-FRAMES = {"-": "", "two-thread": "2-thr.", "one-thread": "1-thr.", "libjpeg-turbo": "libjpeg"}
+FRAMES = {"-": "", "two-thread": "2-thr.", "one-thread": "1-thr.", "libjpeg-turbo": "libjpeg", CAMERA: "ffm420"}
 HEADLINE = {"encode": None, "decode": "two-thread"}
 TITLE = {"encode": "compress (ICCompress, quality 7000)", "decode": "decompress (ICDecompress)"}
 LABEL, WIDTH = 34, 8
@@ -98,11 +99,13 @@ def main(summary_path, chart_path):
                  for m in I386_MODES]
         rows += [(f"x86-64 libjpeg-turbo {m}", [value(direction, col, X64, m) for col in cols], 1, "")
                  for m in X64_MODES]
+        rows.append(("x86-64 ffmpeg 5.1, one thread", [value(direction, col, FFMPEG, "one thread") for col in cols], 1, ""))
         table(direction, "frames/s", cols, rows)
 
         # The headline columns carry the means and the targets; the others follow alone.
         headline = [col for col in cols if HEADLINE[direction] in (None, col[1])]
-        others = [col for col in cols if col not in headline]
+        camera = [col for col in cols if col[1] == CAMERA]
+        others = [col for col in cols if col not in headline and col not in camera]
         means = {}
         for peer, title in (("i386", "dll / i386 same path"), ("x86-64", "dll / x86-64 default")):
             side = I386 if peer == "i386" else X64
@@ -127,6 +130,11 @@ def main(summary_path, chart_path):
             table(direction, title, headline, rows, ("mean", "worst"))
             if others:
                 table(direction, title, others, other_rows)
+        if camera:
+            table(direction, "dll / ffmpeg, its own frames", camera,
+                  [(f"{dll_label(c)}, {processors_label(p)}",
+                    [ratio(value(direction, col, DLL, c, p), value(direction, col, FFMPEG, "one thread")) for col in camera],
+                    2, "") for c, p in configurations])
         chart[direction] = [(c, p, means[(c, p, "i386")], means[(c, p, "x86-64")], target(direction, c, p, "i386"),
                              target(direction, c, p, "x86-64")) for c, p in configurations]
 

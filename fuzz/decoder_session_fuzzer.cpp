@@ -5,9 +5,11 @@
 // design. Inputs are therefore normalised first: every SOF0 the reader could find is
 // made to declare 64 x 16 lines per field and luminance factors 2 x 1, and inputs
 // whose first field has no SOF0 are skipped (the converter would then be set up for
-// an empty picture and place field 1's MCUs above its first line). Chrominance factors stay arbitrary: MCUs
-// of other shapes get no output kernel but still go through the entropy decoder and
-// the transform. Everything else (tables, offsets, coded data) stays arbitrary too.
+// an empty picture and place field 1's MCUs above its first line). Chrominance
+// factors stay arbitrary: frames of other shapes whose segments can be walked go to
+// the baseline path (baseline_frame_fuzzer's), the rest through the entropy decoder
+// and the transform without an output kernel. Everything else (tables, offsets,
+// coded data) stays arbitrary too.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -24,16 +26,12 @@ constexpr int32_t kWidth = 64;
 constexpr int32_t kHeight = 32;
 constexpr uint32_t kBytesPerPixel = 4;
 
-// Field 0's coded data starts within a scan window and a segment length of the
-// frame's start, field 1's headers within a few kilobytes of decoding after that,
-// and its coded data within another window and segment.
-constexpr size_t kDecodeReach = 16 * 1024;
-constexpr size_t kPadding = 2 * (trvx::kFieldReadWindow + kDecodeReach);
-
 uint32_t OneProcessor() { return 1; }
 
-// Rewrites one SOF0 the way the reader walks it; true when something changed.
-bool NormaliseFrameHeader(uint8_t* segment) {
+// Rewrites one SOF0 the way the reader walks it; true when something changed. One
+// that does not fit before `end` is not read.
+bool NormaliseFrameHeader(uint8_t* segment, const uint8_t* frameEnd) {
+  if (frameEnd - segment < 10 || frameEnd - segment < 10 + 3 * segment[9]) return false;
   static const uint8_t kSize[4] = {0x00, kHeight / 2, 0x00, kWidth};
   bool changed = std::memcmp(segment + 5, kSize, sizeof kSize) != 0;
   std::memcpy(segment + 5, kSize, sizeof kSize);
@@ -55,7 +53,7 @@ bool Normalise(uint8_t* frame, size_t size) {
   for (int pass = 0; pass < 8; ++pass) {
     bool changed = false;
     for (size_t i = 0; i + 1 < size; ++i) {
-      if (frame[i] == 0xFF && frame[i + 1] == 0xC0) changed |= NormaliseFrameHeader(frame + i);
+      if (frame[i] == 0xFF && frame[i + 1] == 0xC0) changed |= NormaliseFrameHeader(frame + i, frame + size);
     }
     if (!changed) return true;
   }
@@ -63,13 +61,13 @@ bool Normalise(uint8_t* frame, size_t size) {
 }
 
 // The reader's own pairing of 0xFF bytes with the byte after them.
-bool FirstFieldHasFrameHeader(const uint8_t* frame) {
-  for (uint32_t i = 0; i < trvx::kScanLimit;) {
+bool FirstFieldHasFrameHeader(const uint8_t* frame, size_t size) {
+  for (uint32_t i = 0; i < trvx::kScanLimit && i + 1 < size;) {
     if (frame[i] != 0xFF) {
       ++i;
       continue;
     }
-    if (frame[i + 1] == 0xC0) return true;
+    if (frame[i + 1] == 0xC0) return i + 10 <= size && i + 10 + 3 * frame[i + 9] <= size;
     i += 2;
   }
   return false;
@@ -78,10 +76,10 @@ bool FirstFieldHasFrameHeader(const uint8_t* frame) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  std::vector<uint8_t> frame(size + kPadding, 0);
-  if (size != 0) std::memcpy(frame.data(), data, size);
-  // The records of a header near the end reach into the padding; normalise there too.
-  if (!Normalise(frame.data(), size + 1024) || !FirstFieldHasFrameHeader(frame.data())) return 0;
+  // Exactly the frame's bytes, whose count the host passes in biSizeImage.
+  if (size == 0) return 0;
+  std::vector<uint8_t> frame(data, data + size);
+  if (!Normalise(frame.data(), size) || !FirstFieldHasFrameHeader(frame.data(), size)) return 0;
 
   const trvx::BitmapHeader input = {40, kWidth, kHeight, 1, 24, trvx::kCodecFourCc, uint32_t(size), 0, 0, 0, 0};
   const trvx::BitmapHeader output = {40, kWidth, kHeight, 1, 32, 0, kWidth * kHeight * kBytesPerPixel, 0, 0, 0, 0};

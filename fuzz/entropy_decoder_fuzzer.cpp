@@ -1,6 +1,6 @@
-// Every entropy decoder class on the same arbitrary coded data: none may read
-// further than a bounded number of MCUs can, write outside the coefficient area, or
-// disagree with the base class on coefficients, results or read positions.
+// Every entropy decoder class on the same arbitrary coded data, held in a buffer of
+// exactly its size: none may read past its end, write outside the coefficient area,
+// or disagree with the base class on coefficients, results or read positions.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -16,10 +16,6 @@ namespace {
 
 constexpr int kMaxMcus = 16;
 constexpr int kBlocksPerMcu = 4;  // 4:2:2: two luminance blocks, Cb, Cr
-// A block is at most a DC code and value plus 63 AC codes with values, under 1700
-// bits; each 16-bit refill takes at most four bytes when every byte is 0xFF.
-constexpr size_t kMaxBytesPerBlock = (1700 / 16 + 2) * 4;
-constexpr size_t kReadReach = kMaxMcus * kBlocksPerMcu * kMaxBytesPerBlock;
 
 // Without MMX and SSE (non-x86 builds) the derived classes fall back to the base.
 constexpr int32_t kFlags[] = {trvx::kProcessorPlain,   trvx::kProcessorAmdMmx,  trvx::kProcessorIntelMmx,
@@ -38,8 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
   trvx::BuildHuffmanDecodingTables();
   const int mcus = 1 + data[0] % kMaxMcus;
-  std::vector<uint8_t> coded(size - 1 + kReadReach, 0);
-  std::memcpy(coded.data(), data + 1, size - 1);
+  std::vector<uint8_t> coded(data + 1, data + size);
+  coded.reserve(1);  // a real pointer even when empty: null would mean no end
 
   trvx::FrameDescription description;
   trvx::SetHuffmanDecodingTables(description);
@@ -60,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Run base;
   for (int32_t flag : kFlags) {
     std::unique_ptr<trvx::EntropyDecoder> decoder = trvx::MakeEntropyDecoder(flag);
-    decoder->SetInput(coded.data());
+    decoder->SetInput(coded.data(), coded.data() + coded.size());
     decoder->ResetForField(description);
     std::memset(workspace.coefficients, 0x5A, trvx::kMaxBlocksPerMcu * trvx::kBlockCoefficients * sizeof(int16_t));
     Run run;

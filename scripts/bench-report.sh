@@ -73,6 +73,30 @@ step "writing the codec's own frames on two processors and on one"
 "${host[@]}" write "Z:$data" >>"$log" 2>&1 || fail
 "${one_processor[@]}" "${host[@]}" write "Z:$data" >>"$log" 2>&1 || fail
 
+# A camera's frames: one 4:2:0 image per frame, as ffmpeg writes M-JPEG.
+step "writing ffmpeg's M-JPEG frames"
+sizes=$(ls "$data" | sed -n 's/^input_\(.*\)\.BGR24$/\1/p')
+for size in $sizes; do
+  ffmpeg -v error -y -f rawvideo -pix_fmt bgr24 -s "$size" -i "$data/input_$size.BGR24" -vf vflip \
+    -c:v mjpeg -pix_fmt yuvj420p -q:v 3 -frames:v 1 -f mjpeg "$data/frames_${size}_ffmpeg-420.trvx" >>"$log" 2>&1 || fail
+done
+
+# ffmpeg's decoder on the same frames, into the same outputs, on one thread: the frame
+# repeated; 100 frames' time taken from 300's to leave out start-up.
+ffmpeg_seconds() {  # file frames pix_fmt
+  ffmpeg -threads 1 -benchmark -f mjpeg -i <(for _ in $(seq "$2"); do cat "$1"; done) -pix_fmt "$3" -f null - 2>&1 |
+    sed -n 's/.*rtime=\([0-9.]*\)s.*/\1/p'
+}
+ffmpeg_peer() {
+  local size=$1 format=$2 pix_fmt=$3 best=0 frame="$data/frames_$1_ffmpeg-420.trvx"
+  for _ in $(seq "$rounds"); do
+    best=$(awk -v a="$(ffmpeg_seconds "$frame" 100 "$pix_fmt")" -v b="$(ffmpeg_seconds "$frame" 300 "$pix_fmt")" \
+      -v best="$best" 'BEGIN { fps = b > a ? 200 / (b - a) : 0; print (fps > best ? fps : best) }')
+  done
+  printf 'decode\t%s\t%s\tffmpeg-420\tffmpeg\tone thread\t1\t%.1f\n' "$size" "$format" "$best" >>"$summary"
+  echo "ffmpeg $size $format: $best fps" >>"$log"
+}
+
 # TRVX_CPU (empty: the machine's own class) processors
 dll() {
   local cpu=$1 processors=$2 run=()
@@ -103,6 +127,11 @@ for pair in 31:SSE2 15:SSE 3:MMX 0:NONE :; do
 done
 step "libjpeg-turbo x86-64: default, SSE2, no SIMD"
 for mode in "" SSE2 NONE; do peer 64 "$mode"; done
+step "ffmpeg's M-JPEG decoder on its own frames"
+for size in $sizes; do
+  ffmpeg_peer "$size" BGR24 bgr24
+  ffmpeg_peer "$size" UYVY uyvy422
+done
 
 step "native core benchmark with ffmpeg (trvx_benchmark)"
 "$native/bin/trvx_benchmark" --ffmpeg --seconds "$seconds" --rounds "$rounds" --summary "$core" >>"$log" 2>&1 || fail

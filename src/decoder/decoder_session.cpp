@@ -96,6 +96,7 @@ int32_t DecoderSession::Begin(const BitmapHeader* inputFormat, const BitmapHeade
   processor_ = DetectProcessor();
   kernels_ = SelectDecoderKernels(processor_);
   for (Field& field : fields_) field.entropyDecoder = MakeEntropyDecoder(processor_);
+  baseline_ = std::make_unique<BaselineFrames>();
   outputConverter_ = MakeOutputConverter(*outputFormat);
   if (!outputConverter_) return kIcmBadFormat;
 
@@ -125,9 +126,72 @@ void DecoderSession::StartFieldHeaders(Field& field, uint8_t fieldIndex) {
 
 int32_t DecoderSession::RunWorkerJob(void* context) {
   DecoderSession& session = *static_cast<DecoderSession*>(context);
-  if (!session.workerReportsFailure_) return DecodeField(session.workerJob_) == kIcmOk ? 0 : kIcmError;
-  session.workerResult_ = RunGuarded([&session] { return DecodeField(session.workerJob_); });
+  switch (session.workerTask_) {
+    case WorkerTask::kOwnFieldByOffset:
+      return DecodeField(session.workerJob_) == kIcmOk ? 0 : kIcmError;
+    case WorkerTask::kOwnFieldByScan:
+      session.workerResult_ = RunGuarded([&session] { return DecodeField(session.workerJob_); });
+      return 0;
+    case WorkerTask::kBaselineDecode:
+    case WorkerTask::kBaselineConvert:
+      session.workerResult_ = RunGuarded([&session] { return session.RunBaselineTask(); });
+      return 0;
+  }
   return 0;
+}
+
+int32_t DecoderSession::RunBaselineTask() {
+  if (workerTask_ == WorkerTask::kBaselineDecode) return baseline_->DecodeImage(baselineImage_, kernels_.reconstruct);
+  return baseline_->ConvertImage(baselineImage_, baselineBands_[0], baselineBands_[1], *outputConverter_,
+                                 fields_[1].workspace);
+}
+
+// Both images (or the one) are decoded whole before any pixel is written.
+int32_t DecoderSession::DecodeBaselineImages(bool helper) {
+  if (helper && baseline_->TwoFields()) {
+    workerTask_ = WorkerTask::kBaselineDecode;
+    baselineImage_ = 1;
+    fieldWorker_.Start();
+    const int32_t first = RunGuarded([this] { return baseline_->DecodeImage(0, kernels_.reconstruct); });
+    fieldWorker_.WaitUntilDone();
+    return first == kIcmOk && workerResult_ == kIcmOk ? kIcmOk : kIcmError;
+  }
+  for (int index = 0; index < (baseline_->TwoFields() ? 2 : 1); ++index) {
+    if (baseline_->DecodeImage(index, kernels_.reconstruct) != kIcmOk) return kIcmError;
+  }
+  return kIcmOk;
+}
+
+// The helper takes the second field, or the lower half of a single image.
+int32_t DecoderSession::ConvertBaselineImages(bool helper) {
+  const uint32_t bands = baseline_->Bands();
+  McuWorkspace& tile = fields_[0].workspace;
+  if (!helper) {
+    int32_t result = baseline_->ConvertImage(0, 0, bands, *outputConverter_, tile);
+    if (result == kIcmOk && baseline_->TwoFields()) result = baseline_->ConvertImage(1, 0, bands, *outputConverter_, tile);
+    return result;
+  }
+  const bool twoFields = baseline_->TwoFields();
+  const uint32_t split = twoFields ? bands : bands / 2;
+  workerTask_ = WorkerTask::kBaselineConvert;
+  baselineImage_ = twoFields ? 1 : 0;
+  baselineBands_[0] = twoFields ? 0 : split;
+  baselineBands_[1] = bands;
+  fieldWorker_.Start();
+  const int32_t first =
+      RunGuarded([this, split, &tile] { return baseline_->ConvertImage(0, 0, split, *outputConverter_, tile); });
+  fieldWorker_.WaitUntilDone();
+  return first == kIcmOk && workerResult_ == kIcmOk ? kIcmOk : kIcmError;
+}
+
+int32_t DecoderSession::DecodeBaselineFrame(const BitmapHeader& outputFormat, uint8_t* outputBits,
+                                            const uint8_t* inputBits) {
+  if (baseline_->Prepare(inputBits, frameEnd_, outputFormat) != kIcmOk) return kIcmError;
+  const bool helper = fieldWorker_.Running() && !fields_[1].workspace.storage.empty();
+  if (DecodeBaselineImages(helper) != kIcmOk) return kIcmError;
+  outputConverter_->Setup(outputBits, outputFormat, baseline_->TileDescription());
+  if (outputConverter_->kernel() == nullptr) return kIcmError;
+  return ConvertBaselineImages(helper);
 }
 
 const uint8_t* DecoderSession::ReadSecondHeadersByConsumption(const uint8_t* firstCodedData) {
@@ -136,13 +200,13 @@ const uint8_t* DecoderSession::ReadSecondHeadersByConsumption(const uint8_t* fir
   FrameDescription& description = fields_[0].description;
   description.fieldIndex = 1;
   const uint8_t* secondField = firstCodedData + fields_[0].entropyDecoder->BytesConsumed();
-  return secondField + ReadFieldHeaders(secondField, description);
+  return secondField + ReadFieldHeaders(secondField, BytesBefore(secondField, frameEnd_), description);
 }
 
 int32_t DecoderSession::DecodeSecondFieldHere(const uint8_t* secondCodedData, const BitmapHeader& outputFormat) {
   Field& field = fields_[0];
   if (!FitsOutput(field.description, outputFormat)) return kIcmError;
-  field.entropyDecoder->SetInput(secondCodedData);
+  field.entropyDecoder->SetInput(secondCodedData, frameEnd_);
   return DecodeField(JobFor(field));
 }
 
@@ -153,10 +217,11 @@ int32_t DecoderSession::DecodeBothFieldsHere(const uint8_t* firstCodedData, cons
 
 int32_t DecoderSession::DecodeWithNextFieldOffset(const uint8_t* secondField, const BitmapHeader& outputFormat) {
   Field& second = fields_[1];
-  second.entropyDecoder->SetInput(secondField + ReadFieldHeaders(secondField, second.description));
+  const uint32_t codedOffset = ReadFieldHeaders(secondField, BytesBefore(secondField, frameEnd_), second.description);
+  second.entropyDecoder->SetInput(secondField + codedOffset, frameEnd_);
   if (!FitsOutput(second.description, outputFormat)) return kIcmError;
   workerJob_ = JobFor(second);
-  workerReportsFailure_ = false;
+  workerTask_ = WorkerTask::kOwnFieldByOffset;
   fieldWorker_.Start();
   // On bad data in the first field the worker is deliberately not waited for.
   if (DecodeField(JobFor(fields_[0])) != kIcmOk) return kIcmError;
@@ -168,11 +233,10 @@ int32_t DecoderSession::DecodeWithNextFieldOffset(const uint8_t* secondField, co
 // one-thread path finds only after decoding the first. The first image's coded data
 // ends at the first marker that is not part of it, so the worker can start at once
 // on what lies behind; the result is the one-thread path's all the same.
-bool DecoderSession::LocateSecondFieldByScan(const uint8_t* inputBits, uint32_t inputBytes,
-                                             const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
-  const uint32_t codedOffset = static_cast<uint32_t>(firstCodedData - inputBits);
-  if (!fieldWorker_.Running() || chainedQuantTableArea_.empty() || codedOffset >= inputBytes) return false;
-  const uint32_t codedBytes = inputBytes - codedOffset;
+bool DecoderSession::LocateSecondFieldByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
+  if (!fieldWorker_.Running() || chainedQuantTableArea_.empty() || frameEnd_ == nullptr) return false;
+  const uint32_t codedBytes = BytesBefore(firstCodedData, frameEnd_);
+  if (codedBytes == 0) return false;
   const uint32_t codedEnd = FindCodedDataEnd(firstCodedData, codedBytes);
   if (codedEnd == codedBytes) return false;
 
@@ -182,18 +246,19 @@ bool DecoderSession::LocateSecondFieldByScan(const uint8_t* inputBits, uint32_t 
   const uint8_t* secondField = firstCodedData + codedEnd;
   // A table that faults here might lie where the one-thread path never looks.
   const int32_t secondCodedOffset = RunGuarded(
-      [&] { return static_cast<int32_t>(ReadFieldHeaders(secondField, chainedDescription_)); });
+      [&] { return static_cast<int32_t>(ReadFieldHeaders(secondField, BytesBefore(secondField, frameEnd_),
+                                                        chainedDescription_)); });
   if (secondCodedOffset <= 0 || !FitsOutput(chainedDescription_, outputFormat)) return false;
   chainedCodedData_ = secondField + secondCodedOffset;
   Field& worker = fields_[1];
-  worker.entropyDecoder->SetInput(chainedCodedData_);
+  worker.entropyDecoder->SetInput(chainedCodedData_, frameEnd_);
   workerJob_ = FieldJob{&chainedDescription_, &worker.workspace, worker.entropyDecoder.get(), outputConverter_.get(),
                         kernels_};
   return true;
 }
 
 int32_t DecoderSession::DecodeFieldsLocatedByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat) {
-  workerReportsFailure_ = true;
+  workerTask_ = WorkerTask::kOwnFieldByScan;
   fieldWorker_.Start();
   // Guarded here too, so that the worker is waited for after a fault as well: it must
   // not write the host's bitmap once we have returned.
@@ -214,20 +279,25 @@ int32_t DecoderSession::DecompressFrame(const BitmapHeader* outputFormat, uint8_
                                         const BitmapHeader* inputFormat, const uint8_t* inputBits) {
   if (!begun_) return kIcmError;
   const MmxStateCleanup mmxCleanup(UsesVectorKernels(processor_));
+  // The host's biSizeImage bounds every read; without it only the scan limit does.
+  frameEnd_ = inputFormat != nullptr && inputFormat->sizeImage != 0 ? inputBits + inputFormat->sizeImage : nullptr;
+  if (baseline_->TakesFrame(inputBits, frameEnd_, *outputFormat)) {
+    return DecodeBaselineFrame(*outputFormat, outputBits, inputBits);
+  }
   Field& first = fields_[0];
   StartFieldHeaders(first, 0);
   const bool twoThreads = processorCount_ >= 2;
   if (twoThreads) StartFieldHeaders(fields_[1], 1);
 
-  const uint8_t* firstCodedData = inputBits + ReadFieldHeaders(inputBits, first.description);
+  const uint32_t inputBytes = BytesBefore(inputBits, frameEnd_);
+  const uint8_t* firstCodedData = inputBits + ReadFieldHeaders(inputBits, inputBytes, first.description);
   if (!FitsOutput(first.description, *outputFormat)) return kIcmError;
   outputConverter_->Setup(outputBits, *outputFormat, first.description);
-  first.entropyDecoder->SetInput(firstCodedData);
+  first.entropyDecoder->SetInput(firstCodedData, frameEnd_);
 
-  const uint32_t nextFieldOffset = twoThreads ? FindNextFieldOffset(inputBits) : 0;
+  const uint32_t nextFieldOffset = twoThreads ? FindNextFieldOffset(inputBits, inputBytes) : 0;
   if (nextFieldOffset != 0) return DecodeWithNextFieldOffset(inputBits + nextFieldOffset, *outputFormat);
-  const uint32_t inputBytes = inputFormat != nullptr ? inputFormat->sizeImage : 0;
-  if (twoThreads && LocateSecondFieldByScan(inputBits, inputBytes, firstCodedData, *outputFormat)) {
+  if (twoThreads && LocateSecondFieldByScan(firstCodedData, *outputFormat)) {
     return DecodeFieldsLocatedByScan(firstCodedData, *outputFormat);
   }
   return DecodeBothFieldsHere(firstCodedData, *outputFormat);
@@ -239,6 +309,7 @@ int32_t DecoderSession::End() {
   for (Field& field : fields_) field.Release();
   chainedQuantTableArea_.Release();
   outputConverter_.reset();
+  baseline_.reset();
   return kIcmOk;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "decoder/baseline_frames.h"
 #include "decoder/decoder_kernels.h"
 #include "decoder/entropy_decoder.h"
 #include "decoder/frame_description.h"
@@ -29,8 +30,10 @@ struct FieldJob {
 int32_t DecodeField(const FieldJob& job);
 
 // Turns compressed frames into output bitmaps between DECOMPRESS_BEGIN and
-// DECOMPRESS_END. With two or more processors the second field is decoded on a
-// worker thread while the caller decodes the first.
+// DECOMPRESS_END. Frames in the codec's own layout go through its own reader; any
+// other walkable JPEG layout through the baseline path (baseline_frames.h). With two
+// or more processors the second field is decoded on a worker thread while the caller
+// decodes the first, and the worker shares the conversion of other layouts.
 class DecoderSession {
  public:
   explicit DecoderSession(ProcessorCountQuery processorCount = &SystemProcessorCount) noexcept;
@@ -59,9 +62,12 @@ class DecoderSession {
   int32_t DecodeSecondFieldHere(const uint8_t* secondCodedData, const BitmapHeader& outputFormat);
   int32_t DecodeBothFieldsHere(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
   int32_t DecodeWithNextFieldOffset(const uint8_t* secondField, const BitmapHeader& outputFormat);
-  bool LocateSecondFieldByScan(const uint8_t* inputBits, uint32_t inputBytes, const uint8_t* firstCodedData,
-                               const BitmapHeader& outputFormat);
+  bool LocateSecondFieldByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
   int32_t DecodeFieldsLocatedByScan(const uint8_t* firstCodedData, const BitmapHeader& outputFormat);
+  int32_t DecodeBaselineFrame(const BitmapHeader& outputFormat, uint8_t* outputBits, const uint8_t* inputBits);
+  int32_t DecodeBaselineImages(bool helper);
+  int32_t ConvertBaselineImages(bool helper);
+  int32_t RunBaselineTask();
   FieldJob JobFor(Field& field);
   static int32_t RunWorkerJob(void* session);
 
@@ -73,15 +79,25 @@ class DecoderSession {
   int32_t processor_ = 0;  // the processor flag the kernels were chosen by
   uint32_t processorCount_ = 0;
   Field fields_[2];
+  // One past the current frame's last byte, from the input's biSizeImage; null when
+  // the host gave no size.
+  const uint8_t* frameEnd_ = nullptr;
   // The second field of a frame whose first image gives no offset to it, read as the
   // one-thread path reads it: over a copy of the first field's description.
   FrameDescription chainedDescription_;
   AlignedBuffer chainedQuantTableArea_;
   const uint8_t* chainedCodedData_ = nullptr;
+  std::unique_ptr<BaselineFrames> baseline_;
+
+  // What the worker does when started. Only a field of the codec's own layout whose
+  // place the first image gave ends the worker silently on bad data or a fault; every
+  // other task reports either in workerResult_.
+  enum class WorkerTask { kOwnFieldByOffset, kOwnFieldByScan, kBaselineDecode, kBaselineConvert };
+  WorkerTask workerTask_ = WorkerTask::kOwnFieldByOffset;
   FieldJob workerJob_;
-  // Set for frames whose second field was found by scanning: the worker then reports
-  // bad data and faults in workerResult_ instead of ending silently.
-  bool workerReportsFailure_ = false;
+  // The baseline image and bands the worker takes.
+  int baselineImage_ = 0;
+  uint32_t baselineBands_[2] = {};
   int32_t workerResult_ = 0;
 };
 

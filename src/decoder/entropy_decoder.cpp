@@ -1,9 +1,9 @@
 #include "decoder/entropy_decoder.h"
 
 #include <cstring>
-#include <type_traits>
 
 #include "decoder/huffman_decoding_tables.h"
+#include "decoder/jpeg_syntax.h"
 #include "decoder/mcu_workspace.h"
 #include "pixel/processor.h"
 
@@ -15,22 +15,21 @@ namespace {
 // at once, ahead of the 16-bit refills the read position is defined by. The
 // position those refills would have reached is worked out again at the end of each
 // call (ToRefillState), so BytesConsumed and the bytes read are unchanged.
-using BitWord = std::conditional_t<sizeof(void*) == 8, uint64_t, uint32_t>;
-constexpr uint32_t kWordBits = sizeof(BitWord) * 8;
 // Bits ready after every Refill: 56 on 64-bit builds, 24 on 32-bit ones. Either
 // covers a DC code with its value and a first-level AC code with its value.
 constexpr uint32_t kReadyBits = kWordBits - 8;
 
-constexpr BitWord Repeat(uint8_t byte) { return BitWord(~BitWord(0) / 0xFF) * byte; }
+// Where a whole word may still be loaded, and where reading stops; bytes from `end`
+// on read as 0, so a frame that ends against an unreadable page decodes all the same.
+struct InputBounds {
+  uintptr_t wordLimit;
+  uintptr_t end;
 
-BitWord LoadBigEndian(const uint8_t* bytes) {
-  BitWord word;
-  std::memcpy(&word, bytes, sizeof word);
-  if constexpr (sizeof(BitWord) == 8) {
-    return __builtin_bswap64(word);
-  } else {
-    return __builtin_bswap32(word);
-  }
+  uint8_t ByteAt(const uint8_t* position) const { return uintptr_t(position) < end ? *position : 0; }
+};
+
+InputBounds BoundsFor(uintptr_t end) {
+  return InputBounds{end >= sizeof(BitWord) ? end - sizeof(BitWord) : 0, end};
 }
 
 struct BitReader {
@@ -38,22 +37,22 @@ struct BitReader {
   uint32_t count;
   const uint8_t* position;
   uint32_t skipped;  // bytes dropped after 0xFF in this call
+  InputBounds bounds;
 
   // Without a 0xFF among the next bytes they are data as they stand; the whole bytes
   // that fit are added without a branch on the count.
   void Refill() {
-    BitWord window;
-    std::memcpy(&window, position, sizeof window);
-    const BitWord ones = ~window;
-    if (__builtin_expect(((ones - Repeat(1)) & window & Repeat(0x80)) != 0, 0)) return RefillBytewise();
-    buffer |= LoadBigEndian(position) >> count;
+    if (__builtin_expect(uintptr_t(position) > bounds.wordLimit, 0)) return RefillBytewise();
+    const BitWord window = LoadBigEndian(position);
+    if (__builtin_expect(HoldsMarkerPrefix(window), 0)) return RefillBytewise();
+    buffer |= window >> count;
     position += (kWordBits - 1 - count) >> 3;
     count |= kReadyBits;
   }
   // The byte after 0xFF is stuffing or a marker's code; either way it is dropped unseen.
   void RefillBytewise() {
     while (count < kReadyBits) {
-      const uint8_t byte = *position++;
+      const uint8_t byte = bounds.ByteAt(position++);
       if (byte == 0xFF) ++position, ++skipped;
       buffer |= BitWord(byte) << (kReadyBits - count);
       count += 8;
@@ -73,12 +72,6 @@ struct BitReader {
     return value;
   }
 };
-
-// Natural (row-major) position of each zig-zag index.
-constexpr uint8_t kNaturalOrder[kBlockCoefficients] = {
-    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
 // Coefficients go out dequantised and in natural order, so that no later pass has to
 // touch all 64 of every block. Products keep their low 16 bits.
@@ -216,10 +209,13 @@ void EntropyDecoder::ResetForField(const FrameDescription& description) {
   predecodedLuma_ = PredecodedLumaAcTable();
 }
 
-void EntropyDecoder::SetInput(const uint8_t* data) {
+void EntropyDecoder::SetInput(const uint8_t* data, const uint8_t* end) {
   start_ = data;
   position_ = data;
+  end_ = end != nullptr ? uintptr_t(end) : ~uintptr_t(0);
 }
+
+uint8_t EntropyDecoder::ByteAt(const uint8_t* position) const { return BoundsFor(end_).ByteAt(position); }
 
 uint32_t EntropyDecoder::BytesConsumed() const { return uint32_t(position_ - start_) + 16; }
 
@@ -244,7 +240,8 @@ int32_t EntropyDecoder::DecodeAllBlocks(int16_t* coefficients) {
   const int16_t* const areaEnd = coefficients + kMaxBlocksPerMcu * kBlockCoefficients;
   const uint32_t startCount = bitCount_;
   const uint8_t* const startPosition = position_;
-  BitReader reader{startCount == 0 ? 0 : BitWord(bitBuffer_) << (kWordBits - startCount), startCount, position_, 0};
+  BitReader reader{startCount == 0 ? 0 : BitWord(bitBuffer_) << (kWordBits - startCount), startCount, position_, 0,
+                   BoundsFor(end_)};
   uint32_t symbolCount = startCount;
   const uint32_t blockCounts[3] = {lumaBlocks_, cbBlocks_, crBlocks_};
   int16_t* block = coefficients;
@@ -302,8 +299,7 @@ void EntropyDecoder::ToRefillState(uint64_t wideBuffer, uint32_t wideCount, uint
   if (count <= wideCount) {
     // Usually none of the bytes given back is 0xFF, and each stood for one input byte.
     const BitWord givenBack = (buffer << count) & ~(~BitWord(0) >> (wideCount - count));
-    const BitWord flipped = ~givenBack;
-    if (((flipped - Repeat(1)) & givenBack & Repeat(0x80)) == 0) {
+    if (!HoldsMarkerPrefix(givenBack)) {
       position -= (wideCount - count) >> 3;
     } else {
       for (uint32_t bit = count; bit < wideCount; bit += 8) {
@@ -313,7 +309,7 @@ void EntropyDecoder::ToRefillState(uint64_t wideBuffer, uint32_t wideCount, uint
     }
   } else {
     for (uint32_t bit = wideCount; bit < count; bit += 8) {
-      const uint8_t byte = *position++;
+      const uint8_t byte = ByteAt(position++);
       if (byte == 0xFF) ++position;
       buffer = (buffer & ~(~BitWord(0) >> bit)) | BitWord(byte) << (kWordBits - 8 - bit);
     }

@@ -35,7 +35,8 @@ class EntropyDecoder {
   // dequantisation tables from the description, whose Huffman tables must have been
   // built.
   void ResetForField(const FrameDescription& description);
-  void SetInput(const uint8_t* data);
+  // Reads nothing at or beyond `end` (null: no end known); bytes there read as 0.
+  void SetInput(const uint8_t* data, const uint8_t* end);
   // Bytes read so far (including the ones waiting in the bit buffer) plus 16. The
   // next image's headers are searched from there; the lead is deliberate.
   uint32_t BytesConsumed() const;
@@ -54,11 +55,13 @@ class EntropyDecoder {
   // Stores the state the 16-bit refills would have left, from the wide reader's.
   void ToRefillState(uint64_t wideBuffer, uint32_t wideCount, uint32_t symbolCount, const uint8_t* widePosition,
                      uint32_t skipped, uint32_t startCount, const uint8_t* startPosition);
+  uint8_t ByteAt(const uint8_t* position) const;
 
   uint32_t bitBuffer_ = 0;
   uint32_t bitCount_ = 0;
   const uint8_t* position_ = nullptr;
   const uint8_t* start_ = nullptr;
+  uintptr_t end_ = 0;
   uint32_t lumaBlocks_ = 0;
   uint32_t cbBlocks_ = 0;
   uint32_t crBlocks_ = 0;

@@ -2,19 +2,11 @@
 
 #include <cstring>
 
+#include "decoder/jpeg_syntax.h"
 #include "platform/fault_guard.h"
 
 namespace trvx {
 namespace {
-
-constexpr uint8_t kMarkerPrefix = 0xFF;
-constexpr uint8_t kSof0 = 0xC0;
-constexpr uint8_t kDqt = 0xDB;
-constexpr uint8_t kSos = 0xDA;
-constexpr uint8_t kApp1 = 0xE1;
-constexpr uint8_t kStuffedZero = 0x00;
-constexpr uint8_t kFirstRestart = 0xD0;
-constexpr uint8_t kLastRestart = 0xD7;
 
 constexpr int32_t kNotFound = -1;
 
@@ -39,10 +31,11 @@ uint32_t ReadBigEndian32(const uint8_t* p) {
 // Pairs each 0xFF with the byte after it without following segment lengths, so a
 // run of 0xFF fill bytes hides the marker unless the run is odd. The encoder never
 // writes fill bytes and decoders in the field rely on this pairing.
-int32_t FindMarker(const uint8_t* data, uint8_t code) {
+int32_t FindMarker(const uint8_t* data, uint32_t available, uint8_t code) {
   uint32_t i = 0;
-  while (i < kScanLimit) {
+  while (i < kScanLimit && i < available) {
     if (data[i] == kMarkerPrefix) {
+      if (i + 1 >= available) break;
       if (data[i + 1] == code) return static_cast<int32_t>(i);
       i += 2;
     } else {
@@ -94,17 +87,47 @@ void ReadQuantTables(const uint8_t* segment, FrameDescription& description) {
   description.quantTableCount = static_cast<uint8_t>(destination + 1);
 }
 
+// Bytes the readers above take from a segment's 0xFF byte on.
+uint32_t FrameHeaderReach(const uint8_t* segment) {
+  return kSofComponentsOffset + kSofComponentSize * segment[kSofComponentCountOffset];
+}
+
+uint32_t QuantTablesReach(const uint8_t* segment) {
+  const uint32_t length = ReadBigEndian16(segment + kLengthOffset);
+  if (length < 3) return kDqtTablesOffset;
+  const uint32_t tableBytes = length - 2;
+  const uint32_t tableSize = 1 + kQuantTableEntries;
+  return kDqtTablesOffset + (tableBytes + tableSize - 1) / tableSize * tableSize;
+}
+
+// A marker whose segment fits in the available bytes, or kNotFound.
+int32_t FindSegment(const uint8_t* data, uint32_t available, uint8_t code, uint32_t fixedBytes,
+                    uint32_t (*reach)(const uint8_t*)) {
+  const int32_t at = FindMarker(data, available, code);
+  if (at == kNotFound) return kNotFound;
+  const uint32_t left = available - static_cast<uint32_t>(at);
+  if (left < fixedBytes || (reach != nullptr && left < reach(data + at))) return kNotFound;
+  return at;
+}
+
 }  // namespace
 
-uint32_t ReadFieldHeaders(const uint8_t* data, FrameDescription& description) {
-  const int32_t frameHeader = FindMarker(data, kSof0);
+uint32_t BytesBefore(const uint8_t* data, const uint8_t* frameEnd) {
+  if (frameEnd == nullptr) return kUnknownLength;
+  if (data >= frameEnd) return 0;
+  const std::size_t left = static_cast<std::size_t>(frameEnd - data);
+  return left < kUnknownLength ? static_cast<uint32_t>(left) : kUnknownLength - 1;
+}
+
+uint32_t ReadFieldHeaders(const uint8_t* data, uint32_t available, FrameDescription& description) {
+  const int32_t frameHeader = FindSegment(data, available, kSof0, kSofComponentsOffset, FrameHeaderReach);
   if (frameHeader != kNotFound) ReadFrameHeader(data + frameHeader, description);
 
-  const int32_t quantHeader = FindMarker(data, kDqt);
+  const int32_t quantHeader = FindSegment(data, available, kDqt, kDqtTablesOffset, QuantTablesReach);
   if (quantHeader != kNotFound) ReadQuantTables(data + quantHeader, description);
 
   // Nothing inside SOS is read: the component order and selectors are fixed.
-  const int32_t scanHeader = FindMarker(data, kSos);
+  const int32_t scanHeader = FindSegment(data, available, kSos, kLengthOffset + 2, nullptr);
   if (scanHeader == kNotFound) return 0;
   return static_cast<uint32_t>(scanHeader) + kLengthOffset +
          ReadBigEndian16(data + scanHeader + kLengthOffset);
@@ -123,10 +146,11 @@ uint32_t FindCodedDataEnd(const uint8_t* data, uint32_t size) {
   return size;
 }
 
-uint32_t FindNextFieldOffset(const uint8_t* data) {
-  const int32_t app1 = FindMarker(data, kApp1);
+uint32_t FindNextFieldOffset(const uint8_t* data, uint32_t available) {
+  const int32_t app1 = FindSegment(data, available, kApp1, kApp1NextFieldOffset + 4, nullptr);
   if (app1 == kNotFound) return 0;
-  return ReadBigEndian32(data + app1 + kApp1NextFieldOffset);
+  const uint32_t offset = ReadBigEndian32(data + app1 + kApp1NextFieldOffset);
+  return offset < available ? offset : 0;
 }
 
 }  // namespace trvx

@@ -166,7 +166,7 @@ class EntropyDecoderClasses : public ::testing::TestWithParam<int32_t> {
   // Keeps its own copy: the decoder reads on from a pointer.
   void Start(const Bytes& data) {
     data_ = data;
-    decoder_->SetInput(data_.data());
+    decoder_->SetInput(data_.data(), nullptr);
     decoder_->ResetForField(Description422());
   }
 
@@ -233,7 +233,7 @@ TEST_P(EntropyDecoderClasses, DecodesCodedBlocksExactlyAndReadsAsFarAsTheBaseCla
   McuWorkspace scratch;
   ASSERT_TRUE(scratch.Allocate());
   scratch.blocksPerMcu = 4;
-  reference.SetInput(data.data());
+  reference.SetInput(data.data(), nullptr);
   reference.ResetForField(Description422());
   for (int m = 0; m < count; ++m) ASSERT_EQ(reference.DecodeMcu(scratch), 0);
   EXPECT_EQ(decoder_->BytesConsumed(), reference.BytesConsumed());

@@ -63,7 +63,7 @@ struct Reader {
     std::fill(std::begin(tables), std::end(tables), uint16_t{0xBEEF});
     description.quantTables = tables;
   }
-  uint32_t Read(const Bytes& memory, size_t from = 0) { return ReadFieldHeaders(memory.data() + from, description); }
+  uint32_t Read(const Bytes& memory, size_t from = 0) { return ReadFieldHeaders(memory.data() + from, kUnknownLength, description); }
 };
 
 TEST(FrameReader, ReadsTheEncoderLayoutAndLeavesFieldNumberingToTheSession) {

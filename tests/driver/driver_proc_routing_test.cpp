@@ -59,6 +59,71 @@ TEST(DriverRouting, InstancesLiveOnAPrivateHeapThatGoesWithTheLibrary) {
   EXPECT_EQ(GetProcessHeaps(0, nullptr), heapsBefore);
 }
 
+// Keeps every byte of the address space and of one heap taken until it goes, so the
+// next allocation from that heap fails. Holds its bookkeeping in static storage:
+// while it lives, nothing else may allocate.
+class MemoryExhaustion {
+ public:
+  explicit MemoryExhaustion(HANDLE heap) : heap_(heap) {
+    for (SIZE_T size = SIZE_T{1} << 28; size >= 0x10000; size /= 2) {
+      while (reservations_ < kSlots) {
+        void* block = VirtualAlloc(nullptr, size, MEM_RESERVE, PAGE_NOACCESS);
+        if (block == nullptr) break;
+        reserved_[reservations_++] = block;
+      }
+    }
+    for (SIZE_T size = 0x100000; size >= 8; size /= 2) {
+      while (blocks_ < kSlots) {
+        void* block = HeapAlloc(heap_, 0, size);
+        if (block == nullptr) break;
+        taken_[blocks_++] = block;
+      }
+    }
+  }
+  ~MemoryExhaustion() {
+    while (blocks_ > 0) HeapFree(heap_, 0, taken_[--blocks_]);
+    while (reservations_ > 0) VirtualFree(reserved_[--reservations_], 0, MEM_RELEASE);
+  }
+  MemoryExhaustion(const MemoryExhaustion&) = delete;
+  MemoryExhaustion& operator=(const MemoryExhaustion&) = delete;
+
+ private:
+  static constexpr std::size_t kSlots = 1 << 16;
+  static inline void* reserved_[kSlots];
+  static inline void* taken_[kSlots];
+  HANDLE heap_;
+  std::size_t reservations_ = 0;
+  std::size_t blocks_ = 0;
+};
+
+// The private heap's bad_alloc in the middle of DECOMPRESS_BEGIN and COMPRESS_BEGIN
+// reaches DriverProc as a C++ exception: the host gets ICERR_MEMORY, not an unwind
+// through its own frames, and the instance begins and decodes once memory is back.
+TEST(DriverRouting, AnAllocationFailureInsideBeginIsAMemoryError) {
+  CodecLibrary codec;
+  const DWORD_PTR instance = codec.Open();
+  ASSERT_NE(instance, 0u);
+  const HANDLE heap = HeapHolding(reinterpret_cast<void*>(instance));
+  ASSERT_NE(heap, nullptr);
+  BITMAPINFOHEADER compressed = Bitmap(FourCc("TRVX"), 24, 64, 32);
+  BITMAPINFOHEADER picture = Bitmap(BI_RGB, 24, 64, 32);
+  LRESULT decompressBegin = 0, compressBegin = 0;
+  {
+    MemoryExhaustion exhaustion(heap);
+    decompressBegin = codec.Send(instance, ICM_DECOMPRESS_BEGIN, reinterpret_cast<LPARAM>(&compressed),
+                                 reinterpret_cast<LPARAM>(&picture));
+    compressBegin = codec.Send(instance, ICM_COMPRESS_BEGIN, reinterpret_cast<LPARAM>(&picture),
+                               reinterpret_cast<LPARAM>(&compressed));
+  }
+  EXPECT_EQ(decompressBegin, ICERR_MEMORY);
+  EXPECT_EQ(compressBegin, ICERR_MEMORY);
+  EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, reinterpret_cast<LPARAM>(&compressed),
+                       reinterpret_cast<LPARAM>(&picture)),
+            ICERR_OK);
+  codec.Send(instance, ICM_DECOMPRESS_END);
+  codec.Send(instance, DRV_CLOSE);
+}
+
 TEST(DriverRouting, CodecMessagesWithoutInstanceAreErrorsAndUnlistedOnesUnsupported) {
   CodecLibrary codec;
   const DWORD_PTR instance = codec.Open();

@@ -1,7 +1,6 @@
 // Hostile frames through the Video Compression Manager: truncated and random frames
-// whose host buffer ends right at an inaccessible page. The frame reader scans a
-// fixed window whatever the frame's length, so it may run into that page; the codec
-// must answer ICERR_OK or ICERR_ERROR, keep the host alive and decode the next frame.
+// whose host buffer ends right at an inaccessible page. The codec must answer ICERR_OK
+// or ICERR_ERROR, keep the host alive and decode the next frame.
 //
 // On two processors a frame whose first field has an APP1 offset hands field 1 to the
 // worker thread, and bad data there ends the worker without signalling the caller,
@@ -18,6 +17,8 @@
 #include <vector>
 
 #include "support/codec_library.h"
+#include "support/fenced_buffer.h"
+#include "support/processor_override.h"
 
 namespace trvx::test {
 namespace {
@@ -29,33 +30,6 @@ constexpr LONG kHeight = 32;
 constexpr std::size_t kInputPadding = 2 * kFramePadding + 64 * 1024;
 constexpr std::size_t kPage = 4096;
 constexpr uint8_t kUntouched = 0xA5;
-
-// Bytes that end exactly where an inaccessible page begins.
-class FencedBuffer {
- public:
-  explicit FencedBuffer(const std::vector<uint8_t>& bytes) {
-    const std::size_t dataPages = (bytes.size() + kPage - 1) / kPage;
-    size_ = (dataPages + 1) * kPage;
-    base_ = static_cast<uint8_t*>(VirtualAlloc(nullptr, size_, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
-    if (base_ == nullptr) return;
-    DWORD old = 0;
-    VirtualProtect(base_ + dataPages * kPage, kPage, PAGE_NOACCESS, &old);
-    data_ = base_ + dataPages * kPage - bytes.size();
-    if (!bytes.empty()) std::memcpy(data_, bytes.data(), bytes.size());
-  }
-  ~FencedBuffer() {
-    if (base_ != nullptr) VirtualFree(base_, 0, MEM_RELEASE);
-  }
-  FencedBuffer(const FencedBuffer&) = delete;
-  FencedBuffer& operator=(const FencedBuffer&) = delete;
-
-  uint8_t* data() const { return data_; }
-
- private:
-  uint8_t* base_ = nullptr;
-  uint8_t* data_ = nullptr;
-  std::size_t size_ = 0;
-};
 
 // Any 0xFF 0xE1 (APP1) or 0xFF 0xC0 (SOF0) pair loses its code: no worker path, and
 // no picture size other than the one the session already has, which the output
@@ -109,7 +83,7 @@ class VcmHostileFrames : public testing::Test {
     return Decode(frame.data(), length);
   }
   std::vector<uint8_t> DecodeFenced(const std::vector<uint8_t>& frame) {
-    FencedBuffer fenced(frame);
+    FencedBuffer fenced(frame.data(), frame.size());
     EXPECT_NE(fenced.data(), nullptr);
     return Decode(fenced.data(), frame.size());
   }
@@ -133,6 +107,28 @@ TEST_F(VcmHostileFrames, TruncatedFramesInFencedBuffersFailOrDecode) {
 
   EXPECT_EQ(DecodePadded(frame_), good_);
   EXPECT_EQ(result_, ICERR_OK) << "the next good frame";
+}
+
+// A whole frame ending at the fence decodes as it does with room behind it, on every
+// processor path: with its APP1 offset (the worker's path on two processors), without
+// it (found by scanning, or by consumption on one processor), and a camera's frame.
+TEST_F(VcmHostileFrames, WholeFramesEndingAtTheFenceDecodeOnEveryPath) {
+  const std::vector<uint8_t> withOffset = ReadTestData("photo_64x32.trvx");
+  const std::vector<uint8_t> wholeImage = ReadTestData("photo_64x32.jpg");
+  ASSERT_FALSE(wholeImage.empty()) << "test frame missing: photo_64x32.jpg";
+  for (const char* flag : {"0", "1", "3", "15", "31", "135", "143", "159"}) {
+    ProcessorOverride processor(flag);
+    ASSERT_EQ(ICDecompressEnd(codec_), ICERR_OK);
+    ASSERT_EQ(ICDecompressBegin(codec_, &input_, &output_), ICERR_OK);
+    const std::pair<const char*, const std::vector<uint8_t>*> frames[] = {
+        {"with APP1", &withOffset}, {"without APP1", &frame_}, {"one 4:2:0 image", &wholeImage}};
+    for (const auto& [what, frame] : frames) {
+      const std::vector<uint8_t> padded = DecodePadded(*frame);
+      ASSERT_EQ(result_, ICERR_OK) << "class " << flag << ", " << what;
+      EXPECT_EQ(DecodeFenced(*frame), padded) << "class " << flag << ", " << what;
+      EXPECT_EQ(result_, ICERR_OK) << "class " << flag << ", " << what;
+    }
+  }
 }
 
 TEST_F(VcmHostileFrames, RandomFramesFailOrDecode) {

@@ -304,13 +304,13 @@ TEST(FrameWriterRoundTrip, FrameReaderAndEntropyDecoderGiveBackTheCoefficients) 
     uint16_t readTables[kQuantTableSlots * kQuantTableEntries] = {};
     FrameDescription read;
     read.quantTables = readTables;
-    ASSERT_EQ(ReadFieldHeaders(image.data(), read), kFieldHeaderLength);
+    ASSERT_EQ(ReadFieldHeaders(image.data(), kUnknownLength, read), kFieldHeaderLength);
     for (int i = 0; i < 2 * kQuantTableEntries; ++i) ASSERT_EQ(readTables[i], (setup.quant[i] & 0xFF) * 8) << i;
 
     SetHuffmanDecodingTables(read);
     const std::unique_ptr<EntropyDecoder> decoder = MakeEntropyDecoder(kProcessorPlain);
     decoder->ResetForField(read);
-    decoder->SetInput(image.data() + kFieldHeaderLength);
+    decoder->SetInput(image.data() + kFieldHeaderLength, nullptr);
     McuWorkspace workspace;
     ASSERT_TRUE(workspace.Allocate());
     workspace.blocksPerMcu = 4;

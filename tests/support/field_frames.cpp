@@ -8,6 +8,7 @@
 
 #include "decoder/decoder_session.h"
 #include "support/bitmap_header.h"
+#include "support/fenced_buffer.h"
 
 namespace trvx::test {
 
@@ -87,16 +88,19 @@ std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int
 }
 
 int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputFormat& format,
-                    ProcessorCountQuery processors, std::vector<uint8_t>& bits) {
+                    ProcessorCountQuery processors, std::vector<uint8_t>& bits, bool sizeGiven) {
   constexpr std::size_t kGuardBytes = 4096;
   constexpr uint8_t kGuardByte = 0xA5;
   BitmapHeader input = Bitmap(width, height, 24, kCodecFourCc);
-  input.sizeImage = static_cast<uint32_t>(frame.length);
+  input.sizeImage = sizeGiven ? static_cast<uint32_t>(frame.length) : 0;
   const BitmapHeader output = Bitmap(width, height, format.bitCount, format.compression);
   bits.assign(output.sizeImage + kGuardBytes, kGuardByte);
+  // The frame ends against an unreadable page, as a debug heap may place it.
+  const FencedBuffer fenced(frame.bytes.data(), frame.length);
+  if (fenced.data() == nullptr) return kWroteOutside;
   DecoderSession session(processors);
   int32_t result = session.Begin(&input, &output);
-  if (result == 0) result = session.DecompressFrame(&output, bits.data(), &input, frame.bytes.data());
+  if (result == 0) result = session.DecompressFrame(&output, bits.data(), &input, fenced.data());
   const int32_t ended = session.End();
   if (result == 0) result = ended;
   if (result == 0 &&

@@ -108,9 +108,10 @@ inline constexpr OutputFormat kOutputFormats[] = {kRgb24, kRgb32, kUyvy, kYuy2, 
 // What DecodeFrame answers when the session wrote past the bitmap.
 constexpr int32_t kWroteOutside = 1;
 
-// The frame through a new decoder session into a width x height bitmap of the format:
-// the session's result (or kWroteOutside), the bitmap in bits.
+// The frame, ending against an unreadable page, through a new decoder session into a
+// width x height bitmap of the format: the session's result (or kWroteOutside), the
+// bitmap in bits. biSizeImage holds the frame's length, or 0 as some hosts leave it.
 int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputFormat& format,
-                    ProcessorCountQuery processors, std::vector<uint8_t>& bits);
+                    ProcessorCountQuery processors, std::vector<uint8_t>& bits, bool sizeGiven = true);
 
 }  // namespace trvx::test

@@ -6,6 +6,7 @@
 //   photo_720x576_offset0.trvx  APP1 present but its offset 0
 //   photo_720x576_dht.trvx      libjpeg-turbo's DHT segments kept
 //   photo_64x32.trvx            the codec's layout, four MCUs per field
+//   photo_64x32.jpg             one 4:2:0 image of the whole picture, as cameras write
 //   photo_720x576.FORMAT.ref    the native plain-path decode of photo_720x576.trvx
 //                               (FORMAT: rgb24 rgb32 uyvy yuy2 yvyu y16), whole bitmap
 //   photo_720x576.libjpeg.yuv   libjpeg-turbo's planes: per field Y, Cb, Cr (4:2:2)
@@ -16,6 +17,8 @@
 #include <fstream>
 #include <string>
 #include <vector>
+
+#include <turbojpeg.h>
 
 #include "support/field_frames.h"
 
@@ -67,6 +70,19 @@ bool WriteLibjpegPlanes(const std::filesystem::path& path, const FieldFrameSourc
   return WriteFile(path, planes.data(), planes.size());
 }
 
+bool WriteWholeImage(const std::filesystem::path& path, const FieldFrameSource& source) {
+  tjhandle encoder = tjInitCompress();
+  unsigned char* jpeg = nullptr;
+  unsigned long size = 0;
+  const bool compressed =
+      encoder != nullptr && tjCompress2(encoder, source.pictureRgb().data(), source.width(), source.width() * 3,
+                                        source.height(), TJPF_RGB, &jpeg, &size, TJSAMP_420, 90, 0) == 0;
+  const bool written = compressed && WriteFile(path, jpeg, size);
+  tjFree(jpeg);
+  if (encoder != nullptr) tjDestroy(encoder);
+  return written;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -103,6 +119,7 @@ int main(int argc, char** argv) {
       WriteFrame(directory / "photo_720x576_offset0.trvx", large.Build(FrameVariant{DhtContent::Strip, true, false})) &&
       WriteFrame(directory / "photo_720x576_dht.trvx", large.Build(FrameVariant{DhtContent::Keep, true, true})) &&
       WriteFrame(directory / "photo_64x32.trvx", small.Build(FrameVariant{DhtContent::Strip, true, true})) &&
+      WriteWholeImage(directory / "photo_64x32.jpg", small) &&
       WriteLibjpegPlanes(directory / "photo_720x576.libjpeg.yuv", large) &&
       WriteReferenceDecodes(directory, "photo_720x576", large, codecLayout);
   return written ? 0 : 1;

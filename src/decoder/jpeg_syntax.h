@@ -1,0 +1,53 @@
+// What every reader of JPEG streams in the decoder shares: marker codes, the zig-zag
+// order, and reading the coded data a register-wide word at a time.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+namespace trvx {
+
+constexpr uint8_t kMarkerPrefix = 0xFF;
+constexpr uint8_t kStuffedZero = 0x00;
+constexpr uint8_t kTem = 0x01;
+constexpr uint8_t kSof0 = 0xC0;
+constexpr uint8_t kSof1 = 0xC1;
+constexpr uint8_t kDht = 0xC4;
+constexpr uint8_t kDac = 0xCC;
+constexpr uint8_t kLastSof = 0xCF;
+constexpr uint8_t kFirstRestart = 0xD0;
+constexpr uint8_t kLastRestart = 0xD7;
+constexpr uint8_t kSoi = 0xD8;
+constexpr uint8_t kEoi = 0xD9;
+constexpr uint8_t kSos = 0xDA;
+constexpr uint8_t kDqt = 0xDB;
+constexpr uint8_t kDri = 0xDD;
+constexpr uint8_t kApp1 = 0xE1;
+
+// Natural (row-major) position of each zig-zag index.
+inline constexpr uint8_t kNaturalOrder[64] = {
+    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
+    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
+    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+// The bit readers' buffer: as wide as a register.
+using BitWord = std::conditional_t<sizeof(void*) == 8, uint64_t, uint32_t>;
+constexpr uint32_t kWordBits = sizeof(BitWord) * 8;
+
+constexpr BitWord Repeat(uint8_t byte) { return BitWord(~BitWord(0) / 0xFF) * byte; }
+
+inline BitWord LoadBigEndian(const uint8_t* bytes) {
+  BitWord word;
+  std::memcpy(&word, bytes, sizeof word);
+  if constexpr (sizeof(BitWord) == 8) {
+    return __builtin_bswap64(word);
+  } else {
+    return __builtin_bswap32(word);
+  }
+}
+
+// Whether any byte of the word is 0xFF: then its bytes are not all data as they stand.
+constexpr bool HoldsMarkerPrefix(BitWord word) { return ((~word - Repeat(0x01)) & word & Repeat(0x80)) != 0; }
+
+}  // namespace trvx
