@@ -189,8 +189,8 @@ int32_t DecoderSession::DecodeBaselineFrame(const BitmapHeader& outputFormat, ui
   if (baseline_->Prepare(inputBits, frameEnd_, outputFormat) != kIcmOk) return kIcmError;
   const bool helper = fieldWorker_.Running() && !fields_[1].workspace.storage.empty();
   if (DecodeBaselineImages(helper) != kIcmOk) return kIcmError;
+  // Without a kernel the first MCU fails, before anything is written.
   outputConverter_->Setup(outputBits, outputFormat, baseline_->TileDescription());
-  if (outputConverter_->kernel() == nullptr) return kIcmError;
   return ConvertBaselineImages(helper);
 }
 

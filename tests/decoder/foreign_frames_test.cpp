@@ -262,12 +262,30 @@ TEST_F(ForeignFrames, BrokenTablesAndScansFailWithoutWritingAPixel) {
   std::vector<uint8_t> bytes(good.bytes.begin(), good.bytes.begin() + good.length);
   const std::size_t dht = MarkerAt(bytes, 0xC4), dqt = MarkerAt(bytes, 0xDB), sof = MarkerAt(bytes, 0xC0);
   const std::size_t sos = MarkerAt(bytes, 0xDA), rst0 = MarkerAt(bytes, 0xD0, sos);
+  std::size_t lastRestart = rst0;
+  for (std::size_t at = rst0; at + 1 < bytes.size(); ++at) {
+    if (bytes[at] == 0xFF && bytes[at + 1] >= 0xD0 && bytes[at + 1] <= 0xD7) lastRestart = at;
+  }
+  // The first DC table's codes made complete, which takes the all-ones code too.
+  const auto allOnesCode = [&](std::vector<uint8_t>& b) {
+    int symbols = 0;
+    for (int length = 0; length < 16; ++length) symbols += b[dht + 5 + length];
+    ASSERT_EQ(b[dht + 4] >> 4, 0) << "the first DHT table is a DC table";
+    ASSERT_GE(symbols, 3);
+    for (int length = 1; length <= 16; ++length) {
+      b[dht + 4 + length] = length < symbols - 1 ? 1 : length == symbols - 1 ? 2 : 0;
+    }
+  };
+  // libjpeg writes chrominance sampled more finely than luminance, which is valid JPEG.
+  Image finer[2];
+  const Frame finerChroma = Build({"", 3, {{1, 1}, {1, 2}, {1, 1}}, 0, false, false}, finer);
   using Edit = std::function<void(std::vector<uint8_t>&)>;
   const struct {
     const char* name;
     Edit edit;
   } cases[] = {
       {"more codes of a length than fit", [&](auto& b) { b[dht + 5] = 2; }},
+      {"a code of all ones", allOnesCode},
       {"more symbols than the segment holds", [&](auto& b) { b[dht + 5 + 15] = 200; }},
       {"Huffman table id 4", [&](auto& b) { b[dht + 4] = 0x04; }},
       {"Huffman table class 2", [&](auto& b) { b[dht + 4] = 0x20; }},
@@ -285,6 +303,10 @@ TEST_F(ForeignFrames, BrokenTablesAndScansFailWithoutWritingAPixel) {
       {"restart markers out of order", [&](auto& b) { b[rst0 + 1] = 0xD1; }},
       {"restart marker missing", [&](auto& b) { b[rst0 + 1] = 0x00; }},
       {"coded data cut short", [&](auto& b) { b.resize(sos + 600); }},
+      {"cut short after the last restart", [&](auto& b) { b.resize(lastRestart + 8); }},
+      {"spectral selection of a progressive scan", [&](auto& b) { b[sos + 12] = 5; }},
+      {"chrominance finer than luminance",
+       [&](auto& b) { b.assign(finerChroma.bytes.begin(), finerChroma.bytes.begin() + finerChroma.length); }},
       {"image without a scan", [&](auto& b) { b.resize(sos); }},
   };
   for (const auto& c : cases) {

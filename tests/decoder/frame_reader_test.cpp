@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/fault_guard.h"
+#include "support/fenced_buffer.h"
 
 namespace trvx {
 namespace {
@@ -154,6 +155,28 @@ TEST(FrameReader, OddOrMissingHeadersKeepWhatTheyDoNotState) {
   EXPECT_EQ(reader.description.quantTableCount, 1);
   EXPECT_EQ(reader.description.quantTables[0], 48);
   EXPECT_EQ(reader.description.quantTables[64], 40);
+}
+
+// Told where the frame ends, the searches stop there, the frame ending against an
+// unreadable page: a segment cut by the end counts as missing, and a 0xFF as the
+// last byte is not paired with what lies behind it.
+TEST(FrameReader, SearchesStopAtTheFramesEnd) {
+  const Bytes field = MakeField(64, 16, 0, 1);
+  const size_t sofEnd = kEntropyStart - 14, sosLength = kEntropyStart - 12;
+  for (size_t cut = 1; cut <= field.size(); ++cut) {
+    const test::FencedBuffer fenced(field.data(), cut);
+    ASSERT_NE(fenced.data(), nullptr);
+    Reader reader;
+    const uint32_t offset = ReadFieldHeaders(fenced.data(), uint32_t(cut), reader.description);
+    EXPECT_EQ(offset, cut >= sosLength + 2 ? kEntropyStart : 0u) << "cut at " << cut;
+    EXPECT_EQ(reader.description.width, cut >= sofEnd ? 64u : 0u) << "cut at " << cut;
+    EXPECT_EQ(FindNextFieldOffset(fenced.data(), uint32_t(cut)), 0u) << "the offset lies beyond any cut";
+  }
+  const uint8_t trailingPrefix[] = {0x00, 0xFF};
+  const test::FencedBuffer fenced(trailingPrefix, sizeof trailingPrefix);
+  Reader reader;
+  EXPECT_EQ(ReadFieldHeaders(fenced.data(), sizeof trailingPrefix, reader.description), 0u);
+  EXPECT_EQ(FindNextFieldOffset(fenced.data(), sizeof trailingPrefix), 0u);
 }
 
 TEST(FrameReader, UnsupportedQuantTablesFaultDeliberately) {
