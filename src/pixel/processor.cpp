@@ -86,9 +86,14 @@ int32_t DetectProcessor() {
   int32_t flag = kProcessorPlain;
   if (ReadOverride(&flag)) return flag;
 #if TRVX_HAVE_CPUID
-  // A processor without CPUID faults here; the guard turns that into plain code.
-  const int32_t result = RunGuarded([]() -> int32_t { return ClassifyProcessor(ReadCpuid()); });
-  return result == kFaultResult ? kProcessorPlain : result;
+  // Asked at the end of every frame: CPUID traps to the hypervisor in a virtual
+  // machine, and its answer does not change while the process runs, so it is read once.
+  // A processor without CPUID faults there; the guard turns that into plain code.
+  static const int32_t detected = [] {
+    const int32_t result = RunGuarded([]() -> int32_t { return ClassifyProcessor(ReadCpuid()); });
+    return result == kFaultResult ? kProcessorPlain : result;
+  }();
+  return detected;
 #else
   return flag;
 #endif
