@@ -9,7 +9,7 @@
 
 #include "decoder/entropy_decoder.h"
 #include "decoder/huffman_decoding_tables.h"
-#include "decoder/mcu_workspace.h"
+#include "format/mcu_workspace.h"
 #include "pixel/processor.h"
 
 namespace {

@@ -5,8 +5,8 @@
 
 #include "decoder/baseline_output.h"
 #include "decoder/frame_reader.h"
-#include "decoder/jpeg_syntax.h"
-#include "driver/icm_results.h"
+#include "format/jpeg_syntax.h"
+#include "format/icm_results.h"
 
 namespace trvx {
 

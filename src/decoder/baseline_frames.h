@@ -9,8 +9,8 @@
 
 #include "decoder/baseline_headers.h"
 #include "decoder/baseline_scan.h"
-#include "decoder/mcu_workspace.h"
-#include "driver/formats.h"
+#include "format/mcu_workspace.h"
+#include "format/bitmap_format.h"
 #include "pixel/output_converter.h"
 
 namespace trvx {

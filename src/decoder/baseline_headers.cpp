@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "decoder/frame_reader.h"
-#include "decoder/jpeg_syntax.h"
+#include "format/jpeg_syntax.h"
 
 namespace trvx {
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "decoder/frame_description.h"
+#include "format/frame_description.h"
 #include "decoder/huffman_lookup.h"
 
 namespace trvx {

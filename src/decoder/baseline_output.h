@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "decoder/baseline_scan.h"
-#include "decoder/frame_description.h"
+#include "format/frame_description.h"
 #include "pixel/output_converter.h"
 
 namespace trvx {

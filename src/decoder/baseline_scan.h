@@ -7,7 +7,8 @@
 #include <cstdint>
 
 #include "decoder/baseline_headers.h"
-#include "decoder/mcu_workspace.h"
+#include "decoder/decoder_kernels.h"
+#include "format/mcu_workspace.h"
 #include "platform/aligned_buffer.h"
 
 namespace trvx {

@@ -7,10 +7,16 @@
 
 #include <cstdint>
 
-#include "decoder/frame_description.h"
-#include "decoder/mcu_workspace.h"
+#include "format/frame_description.h"
+#include "format/mcu_workspace.h"
 
 namespace trvx {
+
+// The inverse DCT after entropy decoding, chosen once per session by processor class.
+// A path never mixes its kernels with another path's: the vector paths leave samples
+// at sixteen times their level-shifted value, the plain path at eight times, and each
+// output converter expects its own path's scale.
+using ReconstructKernel = void (*)(McuWorkspace& workspace);
 
 struct DecoderKernels {
   ReconstructKernel reconstruct;

@@ -5,7 +5,7 @@
 
 #include "decoder/frame_reader.h"
 #include "decoder/huffman_decoding_tables.h"
-#include "driver/icm_results.h"
+#include "format/icm_results.h"
 #include "pixel/memory_routines.h"
 #include "pixel/processor.h"
 #include "platform/fault_guard.h"

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "decoder/huffman_decoding_tables.h"
-#include "decoder/jpeg_syntax.h"
-#include "decoder/mcu_workspace.h"
+#include "format/jpeg_syntax.h"
+#include "format/mcu_workspace.h"
 #include "pixel/processor.h"
 
 namespace trvx {

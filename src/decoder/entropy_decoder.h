@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "decoder/frame_description.h"
+#include "format/frame_description.h"
 
 namespace trvx {
 

@@ -1,7 +1,7 @@
 // Built with -mmmx -msse for the AMD MMX extensions (prefetch); see
 // entropy_decoder_mmx.cpp for what may be included here.
 #include "decoder/entropy_decoder.h"
-#include "decoder/mcu_workspace.h"
+#include "format/mcu_workspace.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 

@@ -1,7 +1,7 @@
 // Built with -mmmx. Include nothing whose inline functions this file would use: the
 // linker may keep this file's copy of one and run MMX code on a processor without it.
 #include "decoder/entropy_decoder.h"
-#include "decoder/mcu_workspace.h"
+#include "format/mcu_workspace.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 

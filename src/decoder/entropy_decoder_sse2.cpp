@@ -1,6 +1,6 @@
 // Built with -msse2; see entropy_decoder_mmx.cpp for what may be included here.
 #include "decoder/entropy_decoder.h"
-#include "decoder/mcu_workspace.h"
+#include "format/mcu_workspace.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 

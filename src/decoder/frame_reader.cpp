@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "decoder/jpeg_syntax.h"
+#include "format/jpeg_syntax.h"
 #include "platform/fault_guard.h"
 
 namespace trvx {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "decoder/frame_description.h"
+#include "format/frame_description.h"
 
 namespace trvx {
 

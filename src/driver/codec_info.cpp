@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "driver/icm_results.h"
-#include "driver/module_handle.h"
+#include "format/icm_results.h"
+#include "platform/module_handle.h"
 #include "settings/settings_record.h"
 #include "ui/resource_ids.h"
 

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "driver/icm_results.h"
+#include "format/icm_results.h"
 
 namespace trvx {
 

@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "driver/module_handle.h"
+#include "platform/module_handle.h"
 #include "platform/fault_guard.h"
 #include "platform/private_heap.h"
 #include "settings/defective_apps.h"

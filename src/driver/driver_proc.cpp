@@ -9,7 +9,7 @@
 
 #include "driver/codec_info.h"
 #include "driver/codec_instance.h"
-#include "driver/icm_results.h"
+#include "format/icm_results.h"
 #include "pixel/memory_routines.h"
 #include "pixel/processor.h"
 #include "platform/fault_guard.h"

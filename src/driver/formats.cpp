@@ -2,15 +2,13 @@
 
 #include <cstring>
 
-#include "driver/icm_results.h"
+#include "format/icm_results.h"
 #include "platform/fault_guard.h"
 
 namespace trvx {
 
 namespace {
 
-constexpr uint32_t kBiRgb = 0;
-constexpr uint32_t kPackedYuvFourCcs[] = {kUyvyFourCc, kYuy2FourCc, kY16FourCc, kYvyuFourCc};
 
 bool IsMultipleOf16(int32_t value) { return value % 16 == 0; }
 
@@ -36,15 +34,6 @@ bool IsUncompressedFormatAccepted(const FormatPolicy& policy, const BitmapHeader
 }
 
 }  // namespace
-
-FormatClass ClassifyFormat(const BitmapHeader& format) {
-  const uint32_t compression = UpperCaseFourCc(format.compression);
-  if (compression == kBiRgb) return FormatClass::Rgb;
-  for (uint32_t fourCc : kPackedYuvFourCcs) {
-    if (compression == fourCc) return FormatClass::PackedYuv;
-  }
-  return FormatClass::Other;
-}
 
 int32_t CheckCompressionInput(const FormatPolicy& policy, const BitmapHeader* input,
                               const BitmapHeader* output) {

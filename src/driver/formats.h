@@ -2,25 +2,10 @@
 
 #include <cstdint>
 
+#include "format/bitmap_format.h"
 #include "settings/settings_record.h"
 
 namespace trvx {
-
-// Layout twin of the platform's BITMAPINFOHEADER, so the format rules stay portable.
-struct BitmapHeader {
-  uint32_t size;
-  int32_t width;
-  int32_t height;
-  uint16_t planes;
-  uint16_t bitCount;
-  uint32_t compression;
-  uint32_t sizeImage;
-  int32_t xPelsPerMeter;
-  int32_t yPelsPerMeter;
-  uint32_t clrUsed;
-  uint32_t clrImportant;
-};
-static_assert(sizeof(BitmapHeader) == 40, "BITMAPINFOHEADER is 40 bytes");
 
 // The compressed format the codec proposes: the bitmap header followed by the OpenDML
 // JPEG extension that M-JPEG players look for.
@@ -35,10 +20,6 @@ struct JpegBitmapHeader {
   uint32_t jpegVSubSampling;
 };
 static_assert(sizeof(JpegBitmapHeader) == 68, "the JPEG DIB header is 68 bytes");
-
-enum class FormatClass { Rgb, PackedYuv, Other };
-
-FormatClass ClassifyFormat(const BitmapHeader& format);
 
 // Host-specific rule consulted by every packed-YUV branch; asked each time, not cached.
 using HostDefectiveQuery = bool (*)();

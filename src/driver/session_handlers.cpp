@@ -2,7 +2,7 @@
 #include <cstdlib>
 
 #include "driver/codec_instance.h"
-#include "driver/icm_results.h"
+#include "format/icm_results.h"
 #include "pixel/memory_routines.h"
 
 namespace trvx {

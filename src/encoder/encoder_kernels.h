@@ -9,9 +9,15 @@
 
 #include <cstdint>
 
-#include "encoder/block_buffer.h"
+#include "format/frame_description.h"
+#include "format/mcu_workspace.h"
 
 namespace trvx {
+
+// The per-MCU stages after input conversion, chosen once per session by processor class.
+using ForwardDctKernel = void (*)(BlockBuffer& blocks);
+using ZigzagKernel = void (*)(BlockBuffer& blocks);
+using QuantiseKernel = void (*)(const FrameDescription& description, BlockBuffer& blocks);
 
 struct EncoderKernels {
   ForwardDctKernel fdct;

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "driver/icm_results.h"
+#include "format/icm_results.h"
 #include "encoder/huffman_code_tables.h"
 #include "pixel/memory_routines.h"
 #include "pixel/processor.h"

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <memory>
 
-#include "decoder/frame_description.h"
-#include "encoder/block_buffer.h"
+#include "format/frame_description.h"
+#include "format/mcu_workspace.h"
 #include "encoder/huffman_code_tables.h"
 
 namespace trvx {

@@ -3,7 +3,7 @@
 #include "pixel/output_converter.h"
 #include "pixel/processor.h"
 #include "platform/fault_guard.h"
-#include "settings/settings_record.h"
+#include "format/bitmap_format.h"
 
 namespace trvx {
 

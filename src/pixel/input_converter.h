@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "decoder/frame_description.h"
-#include "driver/formats.h"
-#include "encoder/block_buffer.h"
+#include "format/frame_description.h"
+#include "format/bitmap_format.h"
+#include "format/mcu_workspace.h"
 
 namespace trvx {
 

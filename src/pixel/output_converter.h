@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "decoder/frame_description.h"
-#include "decoder/mcu_workspace.h"
-#include "driver/formats.h"
+#include "format/frame_description.h"
+#include "format/mcu_workspace.h"
+#include "format/bitmap_format.h"
 
 namespace trvx {
 

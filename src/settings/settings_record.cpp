@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "platform/ansi_text.h"
-
 namespace trvx {
 
 SettingsRecord DefaultSettings() {
@@ -15,16 +13,6 @@ SettingsRecord DefaultSettings() {
   std::strcpy(settings.applications[0], "PREMIERE.EXE");
   std::strcpy(settings.applications[1], "TALVINE.EXE");
   return settings;
-}
-
-uint32_t UpperCaseFourCc(uint32_t fourCc) {
-  char text[4];
-  std::memcpy(text, &fourCc, sizeof text);
-  std::size_t length = 0;
-  while (length < sizeof text && text[length] != '\0') ++length;
-  UpperCaseAnsi(text, length);
-  std::memcpy(&fourCc, text, sizeof text);
-  return fourCc;
 }
 
 bool ListsFourCc(const SettingsRecord& settings, uint32_t fourCc) {

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <vector>
 
-#include "driver/module_handle.h"
+#include "platform/module_handle.h"
 #include "settings/settings_record.h"
 #include "ui/dialog_parts.h"
 #include "ui/dialogs.h"

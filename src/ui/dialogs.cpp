@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "driver/module_handle.h"
+#include "platform/module_handle.h"
 #include "ui/dialog_parts.h"
 
 namespace trvx {

@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "driver/module_handle.h"
+#include "platform/module_handle.h"
 #include "platform/ansi_text.h"
 #include "settings/defective_apps.h"
 #include "ui/dialog_parts.h"

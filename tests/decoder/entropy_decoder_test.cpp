@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "decoder/huffman_decoding_tables.h"
-#include "decoder/mcu_workspace.h"
+#include "format/mcu_workspace.h"
 #include "encoder/huffman_code_tables.h"
 #include "support/kernel_variants.h"
 

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "encoder/block_buffer.h"
+#include "format/mcu_workspace.h"
 #include "encoder/encoder_kernels.h"
 #include "encoder/encoder_session.h"
 #include "encoder/quant_tables.h"

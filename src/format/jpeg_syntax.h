@@ -1,5 +1,5 @@
-// What every reader of JPEG streams in the decoder shares: marker codes, the zig-zag
-// order, and reading the coded data a register-wide word at a time.
+// The JPEG syntax both coders share (src/format): marker codes, the zig-zag order,
+// and reading entropy-coded data a register-wide word at a time.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "decoder/mcu_workspace.h"
+#include "format/mcu_workspace.h"
 
 #include <cstring>
 

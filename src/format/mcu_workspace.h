@@ -1,8 +1,11 @@
+// The shared layer below both coders (src/format): the aligned blocks of one MCU,
+// which the decoder fills and the output converters read, and which the input
+// converters fill for the encoder.
 #pragma once
 
 #include <cstdint>
 
-#include "decoder/frame_description.h"
+#include "format/frame_description.h"
 #include "platform/aligned_buffer.h"
 
 namespace trvx {
@@ -26,10 +29,8 @@ struct McuWorkspace {
   int16_t* Block(int index) const { return coefficients + index * kBlockCoefficients; }
 };
 
-// The inverse DCT after entropy decoding, chosen once per session by processor class.
-// A path never mixes its kernels with another path's: the vector paths leave samples
-// at sixteen times their level-shifted value, the plain path at eight times, and each
-// output converter expects its own path's scale.
-using ReconstructKernel = void (*)(McuWorkspace& workspace);
+// The encoder's MCU block set is the same aligned area of eight blocks that the decoder
+// decodes into: the two luminance blocks (left, right), then Cb, then Cr.
+using BlockBuffer = McuWorkspace;
 
 }  // namespace trvx

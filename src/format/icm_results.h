@@ -1,3 +1,5 @@
+// The shared layer below both coders (src/format): the result codes every session
+// and the driver answer with.
 #pragma once
 
 #include <cstdint>

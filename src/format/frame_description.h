@@ -1,3 +1,5 @@
+// The shared layer below both coders (src/format): what one field image is coded
+// with, filled by the decoder's header readers and by the encoder's setup.
 #pragma once
 
 #include <cstdint>
