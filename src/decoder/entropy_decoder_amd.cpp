@@ -4,7 +4,7 @@
 #include "format/mcu_workspace.h"
 
 #if defined(__i386__) || defined(__x86_64__)
-#include "decoder/mmx_clear.h"
+#include "decoder/coefficient_clear.h"
 
 namespace trvx {
 
@@ -12,7 +12,7 @@ int32_t EntropyDecoderAmd::DecodeMcu(McuWorkspace& workspace) {
   if (workspace.blocksPerMcu > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
   // Prefetch never faults, so reading ahead past the field's data is harmless.
   __asm__ volatile("prefetchnta 64(%0)" : : "r"(InputPosition()));
-  ClearWithMmx(workspace);
+  ClearCoefficients<ClearStores::kMmx>(workspace);
   return DecodeBlocks(workspace.coefficients);
 }
 

@@ -5,13 +5,13 @@
 #include "format/mcu_workspace.h"
 
 #if defined(__i386__) || defined(__x86_64__)
-#include "decoder/mmx_clear.h"
+#include "decoder/coefficient_clear.h"
 
 namespace trvx {
 
 int32_t EntropyDecoderMmx::DecodeMcu(McuWorkspace& workspace) {
   if (workspace.blocksPerMcu > kMaxBlocksPerMcu) return kEntropyDecodeFailed;
-  ClearWithMmx(workspace);
+  ClearCoefficients<ClearStores::kMmx>(workspace);
   return DecodeBlocks(workspace.coefficients);
 }
 
