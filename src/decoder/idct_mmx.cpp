@@ -1,40 +1,16 @@
 // Built with -mmmx. Uses no inline function from a header but the file-local quad
-// access: the linker may keep this file's copy of one and run MMX code on a processor
-// without it.
+// access and cosine table: the linker may keep this file's copy of one and run MMX
+// code on a processor without it.
 #include "decoder/decoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <mmintrin.h>
 
+#include "decoder/idct_constants.h"
 #include "pixel/mmx_access.h"
 
 namespace trvx {
 namespace {
-
-// Cosines times 2^16, in the order of the table. Those of 0.5 and more do not fit a
-// signed word and are stored less 2^16; the multiply adds the input back.
-enum Constant { kC4, kC1, kS1, kC2, kS2, kC3, kS3, kRound, kConstantCount };
-constexpr int16_t kValues[kConstantCount] = {
-    46341 - 65536, 64277 - 65536, 12785, 60547 - 65536, 25080,
-    54491 - 65536, 36410 - 65536, 2};
-constexpr int kLanes = 4;
-
-int16_t g_area[kConstantCount * kLanes + 128 / sizeof(int16_t)];
-int g_built = 0;
-
-// Built on first use and never again; two decoding threads may both build it, writing
-// the same values.
-const __m64* Constants() {
-  auto* table = reinterpret_cast<int16_t*>((reinterpret_cast<uintptr_t>(g_area) + 127) &
-                                           ~static_cast<uintptr_t>(127));
-  if (!__atomic_load_n(&g_built, __ATOMIC_ACQUIRE)) {
-    for (int c = 0; c < kConstantCount; ++c) {
-      for (int lane = 0; lane < kLanes; ++lane) table[c * kLanes + lane] = kValues[c];
-    }
-    __atomic_store_n(&g_built, 1, __ATOMIC_RELEASE);
-  }
-  return reinterpret_cast<const __m64*>(table);
-}
 
 // floor(x * c / 2^16) for the table's constants below 0.5 ...
 __m64 MulLow(__m64 x, __m64 c) { return _mm_mulhi_pi16(x, c); }
@@ -103,7 +79,7 @@ void Transpose(__m64* q) {
 // finer step than the plain shifts, so this path sits closer to the exact transform
 // than the plain one does.
 void ReconstructMmx(McuWorkspace& workspace) {
-  const __m64* k = Constants();
+  const __m64* k = Constants<__m64, 4>();
   int blocks = workspace.blocksPerMcu;
   if (blocks > kMaxBlocksPerMcu) blocks = kMaxBlocksPerMcu;
   for (int blockIndex = 0; blockIndex < blocks; ++blockIndex) {

@@ -1,10 +1,11 @@
 // Built with -msse2. Uses no inline function from a header (see idct_mmx.cpp)
-// but the static transpose, which stays in this file.
+// but the file-local cosine table and transpose, which stay in this file.
 #include "decoder/decoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <emmintrin.h>
 
+#include "decoder/idct_constants.h"
 #include "pixel/transpose_sse2.h"
 
 namespace trvx {
@@ -12,31 +13,6 @@ namespace {
 
 // Inlined so the eight rows stay in registers instead of going through memory.
 #define TRVX_INLINE inline __attribute__((always_inline))
-
-// Cosines times 2^16, in the order of the table. Those of 0.5 and more do not fit a
-// signed word and are stored less 2^16; the multiply adds the input back.
-enum Constant { kC4, kC1, kS1, kC2, kS2, kC3, kS3, kRound, kConstantCount };
-constexpr int16_t kValues[kConstantCount] = {
-    46341 - 65536, 64277 - 65536, 12785, 60547 - 65536, 25080,
-    54491 - 65536, 36410 - 65536, 2};
-constexpr int kLanes = 8;
-
-int16_t g_area[kConstantCount * kLanes + 128 / sizeof(int16_t)];
-int g_built = 0;
-
-// Built on first use and never again; two decoding threads may both build it, writing
-// the same values.
-const __m128i* Constants() {
-  auto* table = reinterpret_cast<int16_t*>((reinterpret_cast<uintptr_t>(g_area) + 127) &
-                                           ~static_cast<uintptr_t>(127));
-  if (!__atomic_load_n(&g_built, __ATOMIC_ACQUIRE)) {
-    for (int c = 0; c < kConstantCount; ++c) {
-      for (int lane = 0; lane < kLanes; ++lane) table[c * kLanes + lane] = kValues[c];
-    }
-    __atomic_store_n(&g_built, 1, __ATOMIC_RELEASE);
-  }
-  return reinterpret_cast<const __m128i*>(table);
-}
 
 // floor(x * c / 2^16) for the table's constants below 0.5 ...
 TRVX_INLINE __m128i MulLow(__m128i x, __m128i c) { return _mm_mulhi_epi16(x, c); }
@@ -108,7 +84,7 @@ TRVX_INLINE void Reconstruct(__m128i* v, const __m128i* k) {
 __attribute__((force_align_arg_pointer))
 #endif
 void ReconstructSse2(McuWorkspace& workspace) {
-  const __m128i* k = Constants();
+  const __m128i* k = Constants<__m128i, 8>();
   int blocks = workspace.blocksPerMcu;
   if (blocks > kMaxBlocksPerMcu) blocks = kMaxBlocksPerMcu;
   for (int blockIndex = 0; blockIndex < blocks; ++blockIndex) {
