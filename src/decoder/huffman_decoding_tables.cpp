@@ -8,7 +8,7 @@ namespace {
 
 // Annex K as code counts per length (1..16 bits) and symbols in code order; the
 // codes themselves follow by the canonical rule, so they cannot be mistyped.
-constexpr HuffmanSpec kLumaAc = {
+constexpr HuffmanDefinition kLumaAc = {
     {0, 2, 1, 3, 3, 2, 4, 3, 5, 5, 4, 4, 0, 0, 1, 0x7d},
     {0x01, 0x02, 0x03, 0x00, 0x04, 0x11, 0x05, 0x12, 0x21, 0x31, 0x41, 0x06, 0x13, 0x51, 0x61, 0x07,
      0x22, 0x71, 0x14, 0x32, 0x81, 0x91, 0xa1, 0x08, 0x23, 0x42, 0xb1, 0xc1, 0x15, 0x52, 0xd1, 0xf0,
@@ -22,7 +22,7 @@ constexpr HuffmanSpec kLumaAc = {
      0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8, 0xe9, 0xea, 0xf1, 0xf2, 0xf3, 0xf4, 0xf5, 0xf6, 0xf7, 0xf8,
      0xf9, 0xfa}};
 
-constexpr HuffmanSpec kChromaAc = {
+constexpr HuffmanDefinition kChromaAc = {
     {0, 2, 1, 2, 4, 4, 3, 4, 7, 5, 4, 4, 0, 1, 2, 0x77},
     {0x00, 0x01, 0x02, 0x03, 0x11, 0x04, 0x05, 0x21, 0x31, 0x06, 0x12, 0x41, 0x51, 0x07, 0x61, 0x71,
      0x13, 0x22, 0x32, 0x81, 0x08, 0x14, 0x42, 0x91, 0xa1, 0xb1, 0xc1, 0x09, 0x23, 0x33, 0x52, 0xf0,
@@ -53,7 +53,7 @@ std::once_flag g_predecodedBuilt;
 
 // Calls visit(symbol, code, length) for every symbol in code order.
 template <class Visit>
-void ForEachCode(const HuffmanSpec& table, Visit visit) {
+void ForEachCode(const HuffmanDefinition& table, Visit visit) {
   uint32_t code = 0;
   int symbol = 0;
   for (uint32_t length = 1; length <= 16; ++length, code <<= 1) {
@@ -66,7 +66,7 @@ AcDecodingEntry EntryFor(uint8_t symbol, uint32_t length) {
   return AcDecodingEntry{uint8_t(length), run, uint8_t(symbol & 15), 0};
 }
 
-void BuildAcTables(const HuffmanSpec& table, AcDecodingEntry* firstLevel, AcDecodingEntry* secondLevel) {
+void BuildAcTables(const HuffmanDefinition& table, AcDecodingEntry* firstLevel, AcDecodingEntry* secondLevel) {
   ForEachCode(table, [&](uint8_t symbol, uint32_t code, uint32_t length) {
     if (length <= 9) {
       const uint32_t spread = 1u << (9 - length);
@@ -177,16 +177,16 @@ const uint8_t* DcLookupTable(int table) { return table == 0 ? g_dcLuma : g_dcChr
 
 const PredecodedAcEntry* PredecodedLumaAcTable() { return g_predecodedLuma; }
 
-HuffmanSpec AnnexKSpec(int tableClass, int table) {
+HuffmanDefinition AnnexKDefinition(int tableClass, int table) {
   if (tableClass == 1) return table == 0 ? kLumaAc : kChromaAc;
   // DC symbols are the categories, whose code lengths never fall as they rise.
   const uint8_t* lengths = table == 0 ? kLumaDcLengths : kChromaDcLengths;
-  HuffmanSpec spec = {};
+  HuffmanDefinition definition = {};
   for (int category = 0; category < kDcCategories; ++category) {
-    ++spec.counts[lengths[category] - 1];
-    spec.symbols[category] = uint8_t(category);
+    ++definition.counts[lengths[category] - 1];
+    definition.symbols[category] = uint8_t(category);
   }
-  return spec;
+  return definition;
 }
 
 }  // namespace trvx

@@ -61,13 +61,13 @@ constexpr uint32_t kDcLookupBits[2] = {9, 11};
 
 // A Huffman table as a DHT segment carries it: the number of codes of each length
 // (1 to 16 bits), then the symbols in code order.
-struct HuffmanSpec {
+struct HuffmanDefinition {
   uint8_t counts[16];
   uint8_t symbols[256];
 };
 
 // The typical table of class 0 (DC) or 1 (AC), table 0 luminance or 1 chrominance.
-HuffmanSpec AnnexKSpec(int tableClass, int table);
+HuffmanDefinition AnnexKDefinition(int tableClass, int table);
 
 // Runs both builders unless they have run already; safe to call from any thread.
 void BuildHuffmanDecodingTables();

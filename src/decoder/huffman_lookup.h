@@ -22,6 +22,6 @@ struct HuffmanLookup {
 // False for counts no prefix code has: more than 256 symbols, or more codes of some
 // length than fit beside the shorter ones (the all-ones code stays free). A DC table
 // whose symbol says more than 15 value bits is refused too.
-bool BuildHuffmanLookup(const HuffmanSpec& spec, bool dc, HuffmanLookup& lookup);
+bool BuildHuffmanLookup(const HuffmanDefinition& definition, bool dc, HuffmanLookup& lookup);
 
 }  // namespace trvx

@@ -7,11 +7,11 @@
 namespace trvx {
 namespace {
 
-HuffmanSpec Spec(const std::vector<uint8_t>& counts, uint8_t symbol) {
-  HuffmanSpec spec = {};
-  for (size_t length = 0; length < counts.size(); ++length) spec.counts[length] = counts[length];
-  for (uint8_t& s : spec.symbols) s = symbol;
-  return spec;
+HuffmanDefinition Definition(const std::vector<uint8_t>& counts, uint8_t symbol) {
+  HuffmanDefinition definition = {};
+  for (size_t length = 0; length < counts.size(); ++length) definition.counts[length] = counts[length];
+  for (uint8_t& s : definition.symbols) s = symbol;
+  return definition;
 }
 
 // What a DHT segment may send: counts that no prefix code has, or whose code takes
@@ -35,11 +35,11 @@ TEST(HuffmanLookup, TakesPrefixCodesWithoutTheAllOnesCodeOnly) {
   };
   for (const auto& c : cases) {
     HuffmanLookup lookup;
-    EXPECT_EQ(BuildHuffmanLookup(Spec(c.counts, c.symbol), c.dc, lookup), c.taken) << int(c.counts[0]);
+    EXPECT_EQ(BuildHuffmanLookup(Definition(c.counts, c.symbol), c.dc, lookup), c.taken) << int(c.counts[0]);
   }
   // Annex K luminance AC: EOB is 1010, 0xF0 (ZRL) the 11-bit 11111111001.
   HuffmanLookup annexK;
-  ASSERT_TRUE(BuildHuffmanLookup(AnnexKSpec(1, 0), false, annexK));
+  ASSERT_TRUE(BuildHuffmanLookup(AnnexKDefinition(1, 0), false, annexK));
   EXPECT_EQ(annexK.fast[0b101000000], (4 << 8) | 0x00);
   const int32_t zrl = 0b11111111001;
   EXPECT_LE(zrl, annexK.maxCode[11]);
