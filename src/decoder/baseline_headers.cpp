@@ -21,16 +21,16 @@ bool ReadHuffmanTables(const uint8_t* body, uint32_t length, BaselineTables& tab
     const uint32_t tableClass = body[at] >> 4;
     const uint32_t slot = body[at] & 0x0F;
     if (tableClass > 1 || slot >= uint32_t(kTableSlots)) return false;
-    HuffmanSpec spec = {};
-    std::memcpy(spec.counts, body + at + 1, sizeof spec.counts);
+    HuffmanDefinition definition = {};
+    std::memcpy(definition.counts, body + at + 1, sizeof definition.counts);
     uint32_t total = 0;
-    for (uint8_t count : spec.counts) total += count;
+    for (uint8_t count : definition.counts) total += count;
     at += 17;
-    if (total > sizeof spec.symbols || length - at < total) return false;
-    std::memcpy(spec.symbols, body + at, total);
+    if (total > sizeof definition.symbols || length - at < total) return false;
+    std::memcpy(definition.symbols, body + at, total);
     at += total;
     HuffmanLookup& lookup = tableClass == 0 ? tables.dc[slot] : tables.ac[slot];
-    if (!BuildHuffmanLookup(spec, tableClass == 0, lookup)) return false;
+    if (!BuildHuffmanLookup(definition, tableClass == 0, lookup)) return false;
     tables.huffmanDefined |= uint8_t(1u << (tableClass * 4 + slot));
   }
   return true;
@@ -115,9 +115,21 @@ bool TablesPresent(const BaselineImage& image, const BaselineTables& tables) {
 }  // namespace
 
 void BaselineTables::ResetForFrame() {
+  // Every frame starts from these, own frames too: built once, copied each time.
+  struct AnnexK {
+    HuffmanLookup dc[2], ac[2];
+  };
+  static const AnnexK annexK = [] {
+    AnnexK tables;
+    for (int slot = 0; slot < 2; ++slot) {
+      BuildHuffmanLookup(AnnexKDefinition(0, slot), true, tables.dc[slot]);
+      BuildHuffmanLookup(AnnexKDefinition(1, slot), false, tables.ac[slot]);
+    }
+    return tables;
+  }();
   for (int slot = 0; slot < 2; ++slot) {
-    BuildHuffmanLookup(AnnexKSpec(0, slot), true, dc[slot]);
-    BuildHuffmanLookup(AnnexKSpec(1, slot), false, ac[slot]);
+    dc[slot] = annexK.dc[slot];
+    ac[slot] = annexK.ac[slot];
   }
   huffmanDefined = 0x33;
   quantDefined = 0;
