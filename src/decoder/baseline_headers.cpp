@@ -122,8 +122,8 @@ void BaselineTables::ResetForFrame() {
   static const AnnexK annexK = [] {
     AnnexK tables;
     for (int slot = 0; slot < 2; ++slot) {
-      BuildHuffmanLookup(AnnexKDefinition(0, slot), true, tables.dc[slot]);
-      BuildHuffmanLookup(AnnexKDefinition(1, slot), false, tables.ac[slot]);
+      BuildHuffmanLookup(TypicalHuffmanDefinition(0, slot), true, tables.dc[slot]);
+      BuildHuffmanLookup(TypicalHuffmanDefinition(1, slot), false, tables.ac[slot]);
     }
     return tables;
   }();

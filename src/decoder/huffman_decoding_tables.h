@@ -1,11 +1,12 @@
-// The typical Huffman tables of ISO/IEC 10918-1 Annex K in the shapes the entropy
-// decoders read. Streams never carry tables of their own that we use, so these are
-// built once per process and shared read-only by every decoder on every thread.
+// The typical Huffman tables (format/typical_huffman_tables.h) in the shapes the
+// entropy decoders of our own layout read. Built once per process and shared
+// read-only by every decoder on every thread.
 #pragma once
 
 #include <cstdint>
 
 #include "format/frame_description.h"
+#include "format/typical_huffman_tables.h"
 
 namespace trvx {
 
@@ -31,7 +32,6 @@ struct DcCode {
   uint8_t lengthAndCategory;
   uint16_t code;
 };
-constexpr int kDcCategories = 12;
 
 // Luminance AC symbols whose code and value bits together fit in 9 bits, decoded
 // ahead: the value already sign-extended. Unfilled entries are all ones bits.
@@ -58,16 +58,6 @@ constexpr uint32_t kUnfilledRun = 127;
 // DC categories by the next 9 (luminance) or 11 (chrominance) bits, the longest
 // code of each: (code length x 16 + category), 0 where no code matches.
 constexpr uint32_t kDcLookupBits[2] = {9, 11};
-
-// A Huffman table as a DHT segment carries it: the number of codes of each length
-// (1 to 16 bits), then the symbols in code order.
-struct HuffmanDefinition {
-  uint8_t counts[16];
-  uint8_t symbols[256];
-};
-
-// The typical table of class 0 (DC) or 1 (AC), table 0 luminance or 1 chrominance.
-HuffmanDefinition AnnexKDefinition(int tableClass, int table);
 
 // Runs both builders unless they have run already; safe to call from any thread.
 void BuildHuffmanDecodingTables();

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "decoder/huffman_decoding_tables.h"
+#include "format/typical_huffman_tables.h"
 
 namespace trvx {
 

@@ -52,11 +52,11 @@ class EntropyWriter {
   // The tables and predictor slot of the MCU's block at `index`, or false past its end.
   bool CodesForBlock(uint32_t index, BlockCodes& codes) const {
     if (index < lumaBlocks_) {
-      codes = {lumaTable_, kLumaDcCodes, 0};
+      codes = {lumaTable_, kLumaDcCodes.data(), 0};
     } else if (index < lumaBlocks_ + cbBlocks_) {
-      codes = {chromaTable_, kChromaDcCodes, 1};
+      codes = {chromaTable_, kChromaDcCodes.data(), 1};
     } else if (index < lumaBlocks_ + cbBlocks_ + crBlocks_) {
-      codes = {chromaTable_, kChromaDcCodes, 2};
+      codes = {chromaTable_, kChromaDcCodes.data(), 2};
     } else {
       return false;
     }

@@ -1,8 +1,11 @@
-// The encoder's Huffman codes: the Annex K typical tables, which every stream implies
-// and none carries, as ready-made (length, code) words the entropy writers look up.
+// The encoder's Huffman codes: the typical tables (format/typical_huffman_tables.h) as
+// ready-made (length, code) words the entropy writers look up.
 #pragma once
 
+#include <array>
 #include <cstdint>
+
+#include "format/typical_huffman_tables.h"
 
 namespace trvx {
 
@@ -10,7 +13,7 @@ namespace trvx {
 // marks a symbol without a code (sizes above 10).
 constexpr int kHuffmanCodeTableEntries = 256;
 constexpr int kMaxAcSize = 10;
-constexpr int kDcCategoryCount = 12;
+constexpr int kDcCategoryCount = kDcCategories;
 
 constexpr uint32_t AcCodeIndex(uint32_t size, uint32_t run) { return size * 16 + run; }
 constexpr uint32_t CodeLength(uint32_t entry) { return entry >> 16; }
@@ -22,9 +25,19 @@ struct DcCodeEntry {
   uint16_t code;
 };
 
+using DcCodes = std::array<DcCodeEntry, kDcCategories>;
+
+constexpr DcCodes DcCodesOf(const HuffmanDefinition& table) {
+  DcCodes codes = {};
+  ForEachCanonicalCode(table, [&codes](uint8_t category, uint32_t code, uint32_t length) {
+    codes[category] = DcCodeEntry{category, uint8_t(length), uint16_t(code)};
+  });
+  return codes;
+}
+
 // Indexed by magnitude category 0..11.
-extern const DcCodeEntry kLumaDcCodes[kDcCategoryCount];
-extern const DcCodeEntry kChromaDcCodes[kDcCategoryCount];
+inline constexpr DcCodes kLumaDcCodes = DcCodesOf(kTypicalLumaDc);
+inline constexpr DcCodes kChromaDcCodes = DcCodesOf(kTypicalChromaDc);
 
 // Fills two zeroed tables of kHuffmanCodeTableEntries entries; runs at every session begin.
 void FillHuffmanCodeTables(uint32_t* lumaCodes, uint32_t* chromaCodes);

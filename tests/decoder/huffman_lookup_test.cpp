@@ -39,7 +39,7 @@ TEST(HuffmanLookup, TakesPrefixCodesWithoutTheAllOnesCodeOnly) {
   }
   // Annex K luminance AC: EOB is 1010, 0xF0 (ZRL) the 11-bit 11111111001.
   HuffmanLookup annexK;
-  ASSERT_TRUE(BuildHuffmanLookup(AnnexKDefinition(1, 0), false, annexK));
+  ASSERT_TRUE(BuildHuffmanLookup(TypicalHuffmanDefinition(1, 0), false, annexK));
   EXPECT_EQ(annexK.fast[0b101000000], (4 << 8) | 0x00);
   const int32_t zrl = 0b11111111001;
   EXPECT_LE(zrl, annexK.maxCode[11]);
