@@ -1,5 +1,7 @@
 #include "encoder/header_writer.h"
 
+#include "format/jpeg_syntax.h"
+
 namespace trvx {
 
 namespace {
@@ -35,7 +37,7 @@ class SegmentWriter {
   }
   uint32_t BeginSegment(uint8_t marker) {
     const uint32_t start = position_;
-    Byte(0xFF);
+    Byte(kMarkerPrefix);
     Byte(marker);
     Word(0);
     return start;
@@ -54,27 +56,27 @@ HeaderWriter::~HeaderWriter() = default;
 
 uint32_t HeaderWriter::WriteHeaders(uint8_t* destination, const FrameDescription& description) {
   SegmentWriter out(destination);
-  out.Byte(0xFF);
-  out.Byte(0xD8);
+  out.Byte(kMarkerPrefix);
+  out.Byte(kSoi);
 
-  uint32_t segment = out.BeginSegment(0xE0);
+  uint32_t segment = out.BeginSegment(kApp0);
   out.Text("AVI1");
   out.Byte(description.fieldIndex + 1u);  // polarity: 1 for the first field image
   out.Byte(0);
   out.Zeros(8);  // both field sizes, patched by the trailer
   out.EndSegment(segment);
 
-  app1Offset_ = out.BeginSegment(0xE1);
+  app1Offset_ = out.BeginSegment(kApp1);
   out.Zeros(4);
   out.Text("mjpg");
   out.Zeros(32);  // sizes and offsets, patched by the trailer
   out.EndSegment(app1Offset_);
 
-  segment = out.BeginSegment(0xDD);
+  segment = out.BeginSegment(kDri);
   out.Word(0);  // no restart markers
   out.EndSegment(segment);
 
-  dqtOffset_ = out.BeginSegment(0xDB);
+  dqtOffset_ = out.BeginSegment(kDqt);
   for (uint32_t table = 0; table < description.quantTableCount; ++table) {
     out.Byte(table);  // 8-bit precision, destination `table`
     const uint16_t* entries = description.quantTables + table * kQuantTableEntries;
@@ -82,7 +84,7 @@ uint32_t HeaderWriter::WriteHeaders(uint8_t* destination, const FrameDescription
   }
   out.EndSegment(dqtOffset_);
 
-  sof0Offset_ = out.BeginSegment(0xC0);
+  sof0Offset_ = out.BeginSegment(kSof0);
   out.Byte(8);
   out.Word(description.height / 2);  // the description holds the whole frame's height
   out.Word(description.width);
@@ -93,7 +95,7 @@ uint32_t HeaderWriter::WriteHeaders(uint8_t* destination, const FrameDescription
   }
   out.EndSegment(sof0Offset_);
 
-  sosOffset_ = out.BeginSegment(0xDA);
+  sosOffset_ = out.BeginSegment(kSos);
   out.Byte(3);
   const uint8_t selectors[3][2] = {{1, 0x00}, {2, 0x11}, {3, 0x11}};
   for (const auto& selector : selectors) {
@@ -111,18 +113,18 @@ uint32_t HeaderWriter::WriteHeaders(uint8_t* destination, const FrameDescription
 }
 
 uint32_t HeaderWriter::WriteTrailer(uint8_t* position, uint8_t fieldIndex) {
-  position[0] = 0xFF;
-  position[1] = 0xD9;
+  position[0] = kMarkerPrefix;
+  position[1] = kEoi;
   if (fieldStart_ == nullptr) return kTrailerBytes;
   const uint32_t size = uint32_t(position + kTrailerBytes - fieldStart_);
 
   // APP0 is looked for rather than assumed at offset 2; without one nothing is patched.
   for (uint32_t i = 0; i < kApp0Scan;) {
-    if (fieldStart_[i] != 0xFF) {
+    if (fieldStart_[i] != kMarkerPrefix) {
       ++i;
       continue;
     }
-    if (fieldStart_[i + 1] == 0xE0) {
+    if (fieldStart_[i + 1] == kApp0) {
       Put32(fieldStart_ + i + 10, size);
       Put32(fieldStart_ + i + 14, size);
       break;

@@ -10,11 +10,6 @@ namespace trvx {
 
 constexpr uint32_t kFieldHeaderLength = 237;
 constexpr uint32_t kTrailerBytes = 2;
-// Where the segments lie in every header this writer produces.
-constexpr uint32_t kApp1Offset = 20;
-constexpr uint32_t kDqtOffset = 70;
-constexpr uint32_t kSof0Offset = 204;
-constexpr uint32_t kSosOffset = 223;
 
 // Remembers only the field image whose headers it wrote last: a trailer always
 // patches that one, whichever field it ends. In two-thread coding the second image's

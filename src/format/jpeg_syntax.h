@@ -8,22 +8,18 @@
 
 namespace trvx {
 
-constexpr uint8_t kMarkerPrefix = 0xFF;
-constexpr uint8_t kStuffedZero = 0x00;
-constexpr uint8_t kTem = 0x01;
-constexpr uint8_t kSof0 = 0xC0;
-constexpr uint8_t kSof1 = 0xC1;
-constexpr uint8_t kDht = 0xC4;
-constexpr uint8_t kDac = 0xCC;
-constexpr uint8_t kLastSof = 0xCF;
-constexpr uint8_t kFirstRestart = 0xD0;
-constexpr uint8_t kLastRestart = 0xD7;
-constexpr uint8_t kSoi = 0xD8;
-constexpr uint8_t kEoi = 0xD9;
-constexpr uint8_t kSos = 0xDA;
-constexpr uint8_t kDqt = 0xDB;
-constexpr uint8_t kDri = 0xDD;
-constexpr uint8_t kApp1 = 0xE1;
+// Marker codes, the byte after kMarkerPrefix, one line a family; kStuffedZero there
+// instead marks the 0xFF before it as data.
+// clang-format off
+enum MarkerCode : uint8_t {
+  kStuffedZero = 0x00, kTem = 0x01,
+  kSof0 = 0xC0, kSof1 = 0xC1, kDht = 0xC4, kDac = 0xCC, kLastSof = 0xCF,
+  kFirstRestart = 0xD0, kLastRestart = 0xD7,
+  kSoi = 0xD8, kEoi = 0xD9, kSos = 0xDA, kDqt = 0xDB, kDri = 0xDD,
+  kApp0 = 0xE0, kApp1 = 0xE1,
+  kMarkerPrefix = 0xFF
+};
+// clang-format on
 
 // Natural (row-major) position of each zig-zag index.
 inline constexpr uint8_t kNaturalOrder[64] = {

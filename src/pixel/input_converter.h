@@ -63,8 +63,8 @@ class InputConverter {
   int32_t Setup(const uint8_t* inputBits, const BitmapHeader& inputFormat,
                 const FrameDescription& description);
   // The same for a given processor flag instead of the detected one.
-  virtual int32_t Setup(const uint8_t* inputBits, const BitmapHeader& inputFormat,
-                        const FrameDescription& description, int32_t processorFlag) = 0;
+  int32_t Setup(const uint8_t* inputBits, const BitmapHeader& inputFormat,
+                const FrameDescription& description, int32_t processorFlag);
 
   // Fills the four blocks with the MCU at (mcuColumn, mcuRow) of the field
   // description.fieldIndex names. MCU rows stand 16 frame lines apart. Returns 0.
@@ -74,6 +74,8 @@ class InputConverter {
   InputKernel kernel() const { return kernel_; }
 
  protected:
+  // The family's kernel for the format, null when it has none.
+  virtual InputKernel SelectKernel(int32_t processorFlag, const BitmapHeader& inputFormat) const = 0;
   void TakeFrame(const uint8_t* inputBits, const BitmapHeader& inputFormat,
                  const FrameDescription& description);
   int32_t RunKernel(uint32_t line, uint32_t mcuColumn, BlockBuffer& blocks) const;
@@ -87,22 +89,24 @@ class InputConverter {
   InputKernel kernel_ = nullptr;
 };
 
+// Bottom-up RGB: the top line of the picture is the last in the buffer.
 class RgbInputConverter final : public InputConverter {
  public:
-  using InputConverter::Setup;
-  int32_t Setup(const uint8_t* inputBits, const BitmapHeader& inputFormat,
-                const FrameDescription& description, int32_t processorFlag) override;
   int32_t Convert(const FrameDescription& description, BlockBuffer& blocks, uint32_t mcuColumn,
                   uint32_t mcuRow) const override;
+
+ private:
+  InputKernel SelectKernel(int32_t processorFlag, const BitmapHeader& inputFormat) const override;
 };
 
+// Top-down packed YUV, by FourCC as stored.
 class YuvInputConverter final : public InputConverter {
  public:
-  using InputConverter::Setup;
-  int32_t Setup(const uint8_t* inputBits, const BitmapHeader& inputFormat,
-                const FrameDescription& description, int32_t processorFlag) override;
   int32_t Convert(const FrameDescription& description, BlockBuffer& blocks, uint32_t mcuColumn,
                   uint32_t mcuRow) const override;
+
+ private:
+  InputKernel SelectKernel(int32_t processorFlag, const BitmapHeader& inputFormat) const override;
 };
 
 // RGB for compression 0, YUV for UYVY, YUY2, YVYU and "Y16" in any letter case, null

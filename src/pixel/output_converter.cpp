@@ -1,8 +1,8 @@
 #include "pixel/output_converter.h"
 
-#include "pixel/processor.h"
-#include "platform/fault_guard.h"
 #include "format/bitmap_format.h"
+#include "pixel/pixel_layout.h"
+#include "platform/fault_guard.h"
 
 namespace trvx {
 
@@ -18,34 +18,20 @@ int32_t ClassifyOutputFormat(const BitmapHeader& outputFormat) {
   return kOutputClassRefused;
 }
 
+namespace {
+
+constexpr KernelTable<OutputKernel> kOutputKernels = {
+    TRVX_KERNELS_BY_PATH(OutputRgb24), TRVX_KERNELS_BY_PATH(OutputRgb32), TRVX_KERNELS_BY_PATH(OutputUyvy),
+    TRVX_KERNELS_BY_PATH(OutputYuy2),  TRVX_KERNELS_BY_PATH(OutputYvyu),  TRVX_KERNELS_BY_PATH(OutputY16)};
+
+}  // namespace
+
 OutputKernel SelectRgbOutputKernel(int32_t processorFlag, uint8_t bytesPerPixel) {
-  static constexpr OutputKernel kRgb24[] = {OutputRgb24Plain, OutputRgb24Mmx, OutputRgb24Sse,
-                                            OutputRgb24Sse2};
-  static constexpr OutputKernel kRgb32[] = {OutputRgb32Plain, OutputRgb32Mmx, OutputRgb32Sse,
-                                            OutputRgb32Sse2};
-  const auto path = static_cast<int>(PixelKernelPath(processorFlag));
-  if (bytesPerPixel == 3) return kRgb24[path];
-  if (bytesPerPixel == 4) return kRgb32[path];
-  return nullptr;
+  return KernelFor(kOutputKernels, RgbLayout(bytesPerPixel * 8u), PixelKernelPath(processorFlag));
 }
 
 OutputKernel SelectYuvOutputKernel(int32_t processorFlag, uint32_t fourCc) {
-  static constexpr OutputKernel kUyvyKernels[] = {OutputUyvyPlain, OutputUyvyMmx, OutputUyvySse,
-                                                  OutputUyvySse2};
-  static constexpr OutputKernel kYuy2Kernels[] = {OutputYuy2Plain, OutputYuy2Mmx, OutputYuy2Sse,
-                                                  OutputYuy2Sse2};
-  static constexpr OutputKernel kYvyuKernels[] = {OutputYvyuPlain, OutputYvyuMmx, OutputYvyuSse,
-                                                  OutputYvyuSse2};
-  static constexpr OutputKernel kY16Kernels[] = {OutputY16Plain, OutputY16Mmx, OutputY16Sse,
-                                                 OutputY16Sse2};
-  const auto path = static_cast<int>(PixelKernelPath(processorFlag));
-  switch (fourCc) {
-    case kUyvyFourCc: return kUyvyKernels[path];
-    case kYuy2FourCc: return kYuy2Kernels[path];
-    case kYvyuFourCc: return kYvyuKernels[path];
-    case kY16FourCc: return kY16Kernels[path];
-    default: return nullptr;
-  }
+  return KernelFor(kOutputKernels, YuvLayout(fourCc), PixelKernelPath(processorFlag));
 }
 
 OutputConverter::~OutputConverter() = default;
@@ -53,6 +39,14 @@ OutputConverter::~OutputConverter() = default;
 int32_t OutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
                                const FrameDescription& description) {
   return Setup(outputBits, outputFormat, description, DetectProcessor());
+}
+
+int32_t OutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
+                               const FrameDescription& description, int32_t processorFlag) {
+  bytesPerPixel_ = static_cast<uint8_t>(outputFormat.bitCount >> 3);
+  if (!TakeFrame(outputBits, description, processorFlag)) return 0;
+  kernel_ = SelectKernel(processorFlag, outputFormat);
+  return 0;
 }
 
 bool OutputConverter::TakeFrame(uint8_t* outputBits, const FrameDescription& description, int32_t processorFlag) {
@@ -80,17 +74,12 @@ int32_t OutputConverter::RunKernel(uint8_t* dest, const McuWorkspace& workspace)
   return kernel_(dest, workspace.coefficients, uint32_t{fieldCount_} * rowBytes_);
 }
 
-int32_t RgbOutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
-                                  const FrameDescription& description, int32_t processorFlag) {
-  bytesPerPixel_ = static_cast<uint8_t>(outputFormat.bitCount >> 3);
-  if (!TakeFrame(outputBits, description, processorFlag)) return 0;
-  kernel_ = SelectRgbOutputKernel(processorFlag, bytesPerPixel_);
-  return 0;
+OutputKernel RgbOutputConverter::SelectKernel(int32_t processorFlag, const BitmapHeader&) const {
+  return SelectRgbOutputKernel(processorFlag, bytesPerPixel_);
 }
 
-int32_t RgbOutputConverter::Convert(const FrameDescription& description,
-                                    const McuWorkspace& workspace, uint32_t mcuColumn,
-                                    uint32_t mcuRow) const {
+int32_t RgbOutputConverter::Convert(const FrameDescription& description, const McuWorkspace& workspace,
+                                    uint32_t mcuColumn, uint32_t mcuRow) const {
   // Bottom-up: the MCU's top row is the highest line of its eight.
   uint32_t line = (fieldHeight_ - 8 * mcuRow) * fieldCount_ - 1;
   if (description.fieldIndex == 1) {
@@ -98,29 +87,28 @@ int32_t RgbOutputConverter::Convert(const FrameDescription& description,
   } else if (description.fieldIndex != 0) {
     DeliberateFault();
   }
-  uint8_t* dest = outputBase_ + std::size_t{line} * rowBytes_ +
-                  std::size_t{bytesPerPixel_} * 16 * mcuColumn;
+  uint8_t* dest = outputBase_ + std::size_t{line} * rowBytes_ + std::size_t{bytesPerPixel_} * 16 * mcuColumn;
   return RunKernel(dest, workspace);
 }
 
 int32_t YuvOutputConverter::Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
                                   const FrameDescription& description, int32_t processorFlag) {
+  if (outputFormat.bitCount >> 3 == 2)
+    return OutputConverter::Setup(outputBits, outputFormat, description, processorFlag);
   bytesPerPixel_ = static_cast<uint8_t>(outputFormat.bitCount >> 3);
-  if (bytesPerPixel_ != 2) {
-    outputBase_ = outputBits;
-    kernel_ = nullptr;
-    return kOutputSetupFailed;
-  }
-  if (!TakeFrame(outputBits, description, processorFlag)) return 0;
-  // As stored, not upper-cased: a lower-case FourCC passes the classifier but gets
-  // no kernel here.
-  kernel_ = SelectYuvOutputKernel(processorFlag, outputFormat.compression);
-  return 0;
+  outputBase_ = outputBits;
+  kernel_ = nullptr;
+  return kOutputSetupFailed;
 }
 
-int32_t YuvOutputConverter::Convert(const FrameDescription& description,
-                                    const McuWorkspace& workspace, uint32_t mcuColumn,
-                                    uint32_t mcuRow) const {
+OutputKernel YuvOutputConverter::SelectKernel(int32_t processorFlag, const BitmapHeader& outputFormat) const {
+  // As stored, not upper-cased: a lower-case FourCC passes the classifier but gets
+  // no kernel here.
+  return SelectYuvOutputKernel(processorFlag, outputFormat.compression);
+}
+
+int32_t YuvOutputConverter::Convert(const FrameDescription& description, const McuWorkspace& workspace,
+                                    uint32_t mcuColumn, uint32_t mcuRow) const {
   std::size_t line = std::size_t{fieldCount_} * 8 * mcuRow;
   if (description.fieldIndex == 1) {
     line += 1;

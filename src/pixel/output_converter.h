@@ -87,7 +87,7 @@ class OutputConverter {
                 const FrameDescription& description);
   // The same for a given processor flag instead of the detected one.
   virtual int32_t Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
-                        const FrameDescription& description, int32_t processorFlag) = 0;
+                        const FrameDescription& description, int32_t processorFlag);
 
   OutputKernel kernel() const { return kernel_; }
 
@@ -95,6 +95,8 @@ class OutputConverter {
   void FinishField() const;
 
  protected:
+  // The family's kernel for the format, null when it has none.
+  virtual OutputKernel SelectKernel(int32_t processorFlag, const BitmapHeader& outputFormat) const = 0;
   // Stores what both families keep; false unless the sampling is 4:2:2.
   bool TakeFrame(uint8_t* outputBits, const FrameDescription& description, int32_t processorFlag);
   int32_t RunKernel(uint8_t* dest, const McuWorkspace& workspace) const;
@@ -109,22 +111,27 @@ class OutputConverter {
   uint32_t fieldHeight_ = 0;
 };
 
+// Bottom-up RGB of 24 or 32 bits.
 class RgbOutputConverter final : public OutputConverter {
  public:
-  using OutputConverter::Setup;
   int32_t Convert(const FrameDescription& description, const McuWorkspace& workspace,
                   uint32_t mcuColumn, uint32_t mcuRow) const override;
-  int32_t Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
-                const FrameDescription& description, int32_t processorFlag) override;
+
+ private:
+  OutputKernel SelectKernel(int32_t processorFlag, const BitmapHeader& outputFormat) const override;
 };
 
+// Top-down packed YUV; any depth but 16 bits fails its Setup.
 class YuvOutputConverter final : public OutputConverter {
  public:
   using OutputConverter::Setup;
-  int32_t Convert(const FrameDescription& description, const McuWorkspace& workspace,
-                  uint32_t mcuColumn, uint32_t mcuRow) const override;
   int32_t Setup(uint8_t* outputBits, const BitmapHeader& outputFormat,
                 const FrameDescription& description, int32_t processorFlag) override;
+  int32_t Convert(const FrameDescription& description, const McuWorkspace& workspace,
+                  uint32_t mcuColumn, uint32_t mcuRow) const override;
+
+ private:
+  OutputKernel SelectKernel(int32_t processorFlag, const BitmapHeader& outputFormat) const override;
 };
 
 // Null for a format ClassifyOutputFormat refuses.

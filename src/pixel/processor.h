@@ -7,14 +7,16 @@ namespace trvx {
 
 // The only flag values that occur. Bits: 1 MMX, 2 CMOV, 4 integer SIMD extensions,
 // 8 SSE, 16 SSE2, 128 AMD; selection switches on whole values, not on bits.
-constexpr int32_t kProcessorPlain = 0;
-constexpr int32_t kProcessorAmdMmx = 1;
-constexpr int32_t kProcessorIntelMmx = 3;
-constexpr int32_t kProcessorIntelSse = 15;
-constexpr int32_t kProcessorIntelSse2 = 31;
-constexpr int32_t kProcessorAmdMmxExtensions = 135;
-constexpr int32_t kProcessorAmdSse = 143;
-constexpr int32_t kProcessorAmdSse2 = 159;
+enum ProcessorFlag : int32_t {
+  kProcessorPlain = 0,
+  kProcessorAmdMmx = 1,
+  kProcessorIntelMmx = 3,
+  kProcessorIntelSse = 15,
+  kProcessorIntelSse2 = 31,
+  kProcessorAmdMmxExtensions = 135,
+  kProcessorAmdSse = 143,
+  kProcessorAmdSse2 = 159,
+};
 
 // What CPUID reported: the 12-byte vendor string (EBX, EDX, ECX of leaf 0), EDX of
 // leaf 1 and EDX of leaf 0x80000001 (zero where a leaf is missing).

@@ -26,6 +26,12 @@ using Bytes = std::vector<uint8_t>;
 using Block = std::vector<int16_t>;  // zig-zag order
 using Mcu = std::vector<Block>;
 
+// Where the segments lie in every header the writer produces.
+constexpr uint32_t kApp1Offset = 20;
+constexpr uint32_t kDqtOffset = 70;
+constexpr uint32_t kSof0Offset = 204;
+constexpr uint32_t kSosOffset = 223;
+
 struct CodeTables {
   uint32_t luma[kHuffmanCodeTableEntries] = {}, chroma[kHuffmanCodeTableEntries] = {};
   CodeTables() { FillHuffmanCodeTables(luma, chroma); }
