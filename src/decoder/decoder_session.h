@@ -1,3 +1,6 @@
+// The decoding direction's top (src/decoder): a session from DECOMPRESS_BEGIN to END
+// that reads each frame's fields, decodes them through the entropy decoders and
+// transform kernels below it, and writes pixels through a pixel/ output converter.
 #pragma once
 
 #include <cstdint>

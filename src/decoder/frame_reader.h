@@ -1,3 +1,5 @@
+// Reads the marker segments of a field image in the codec's own layout into a frame
+// description, and finds the second field image behind the first.
 #pragma once
 
 #include <cstdint>

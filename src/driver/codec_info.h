@@ -1,3 +1,4 @@
+// The codec's identity as ICM_GETINFO reports it (src/driver).
 #pragma once
 
 #include <windows.h>

@@ -1,3 +1,5 @@
+// One open driver instance (src/driver): the state behind each DRV_OPEN, its two
+// sessions, and the ICM messages DriverProc hands it.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// Format negotiation (src/driver): what the codec proposes and accepts for each
+// direction, on top of the bitmap types of format/bitmap_format.h.
 #pragma once
 
 #include <cstdint>

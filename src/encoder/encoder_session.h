@@ -1,3 +1,6 @@
+// The encoding direction's top (src/encoder): a session from COMPRESS_BEGIN to END
+// that reads pixels through a pixel/ input converter and codes the two field images
+// with the transform kernels, entropy writers and header writer below it.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// Quantisation tables for a quality and the reciprocals the quantisers multiply by
+// (src/encoder); the decoder reads the tables back from each frame's DQT.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// Page-aligned work areas (src/platform, the bottom of the stack): every coder and
+// converter works in one.
 #pragma once
 
 #include <cstddef>

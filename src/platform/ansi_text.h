@@ -1,3 +1,5 @@
+// Case mapping of the host's single-byte text (src/platform), for FourCCs and
+// program names.
 #pragma once
 
 #include <cstddef>

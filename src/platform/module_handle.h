@@ -1,3 +1,4 @@
+// The DLL's module handle (src/platform); the driver's entry point records it.
 #pragma once
 
 #include <windows.h>

@@ -1,3 +1,4 @@
+// The DLL's private heap (src/platform).
 #pragma once
 
 #include <cstddef>

@@ -1,3 +1,5 @@
+// The second coding thread each session owns (src/platform): a Win32 thread and two
+// events in the DLL, std::thread natively.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,4 @@
 #include <atomic>
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <new>

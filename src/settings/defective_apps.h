@@ -1,3 +1,5 @@
+// The process-wide list of hosts that must not be offered packed YUV (src/settings),
+// kept in the registry.
 #pragma once
 
 #include <windows.h>

@@ -1,3 +1,4 @@
+// Registry access for the settings (src/settings).
 #pragma once
 
 #include <windows.h>

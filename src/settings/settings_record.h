@@ -1,3 +1,5 @@
+// The user's settings as one flat record (src/settings), which is also the state blob
+// of ICM_GETSTATE and ICM_SETSTATE.
 #pragma once
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// Loading and saving the settings record in the registry (src/settings).
 #pragma once
 
 #include "settings/settings_record.h"

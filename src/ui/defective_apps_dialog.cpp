@@ -15,22 +15,9 @@ namespace {
 
 bool ChooseDefectiveApplication(HWND owner, char (&name)[kDefectiveAppNameBytes]) {
   static const char kFilter[] = "Executable files (*.exe)\0*.exe\0";
-  char path[MAX_PATH] = "";
   name[0] = '\0';
-
-  OPENFILENAMEA dialog = {};
-  dialog.lStructSize = sizeof dialog;
-  dialog.hwndOwner = owner;
-  dialog.hInstance = DefectiveAppsModule();
-  dialog.lpstrFilter = kFilter;
-  dialog.nFilterIndex = 1;
-  dialog.lpstrFile = path;
-  dialog.nMaxFile = sizeof path;
-  dialog.lpstrFileTitle = name;
-  dialog.nMaxFileTitle = sizeof name;
-  dialog.lpstrTitle = "Choose application";
-  dialog.Flags = OFN_FILEMUSTEXIST;
-  return GetOpenFileNameA(&dialog) != FALSE;
+  return RunOpenFileDialog(owner, {kFilter, "", "Choose application", nullptr, DefectiveAppsModule()}, name,
+                           sizeof name);
 }
 
 void AddDefectiveApplication(HWND dialog) {

@@ -1,3 +1,4 @@
+// The codec's dialogs (src/ui), opened by the driver's configure and about messages.
 #pragma once
 
 #include <windows.h>

@@ -1,7 +1,8 @@
 #ifndef TRVX_UI_RESOURCE_IDS_H
 #define TRVX_UI_RESOURCE_IDS_H
 
-/* Shared by the resource script and the code, so plain preprocessor constants. */
+/* Resource identifiers (src/ui), shared by the resource script and the code, so plain
+   preprocessor constants. */
 #define kDialogDriver 101
 #define kDialogAbout 102
 #define kDialogSettings 103
