@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "decoder/bit_window.h"
 #include "format/jpeg_syntax.h"
 
 namespace trvx {
@@ -11,36 +12,24 @@ namespace {
 // Reads entropy-coded bytes up to the first marker or `end`, whichever comes first,
 // and zero bits after it, as libjpeg does; bits taken from that zero fill mean the
 // data ran out.
-class ScanBitReader {
+class ScanBitReader : public BitWindow {
  public:
   // Without an end (the host gave no frame size) only markers stop the reading, so it
   // goes a byte at a time: a word could reach past the frame's EOI.
   ScanBitReader(const uint8_t* data, const uint8_t* end)
-      : position_(data), end_(end != nullptr ? uintptr_t(end) : ~uintptr_t(0)), wordEnd_(uintptr_t(end)) {}
+      : BitWindow{0, 0}, position_(data), end_(end != nullptr ? uintptr_t(end) : ~uintptr_t(0)), wordEnd_(uintptr_t(end)) {}
 
-  // At least kWordBits - 8 bits in the buffer afterwards. Where the next word holds
-  // no 0xFF its bytes go in at once; the bits below the count then already hold the
-  // bytes that follow, which a later fill writes over with the same bits.
+  // At least kWordBits - 8 bits in the buffer afterwards.
   void Fill() {
-    if (count_ > kWordBits - 8) return;
+    if (count > kWordBits - 8) return;
     if (!atMarker_ && uintptr_t(position_) + sizeof(BitWord) <= wordEnd_) {
       const BitWord window = LoadBigEndian(position_);
       if (!HoldsMarkerPrefix(window)) {
-        buffer_ |= window >> count_;
-        position_ += (kWordBits - 1 - count_) >> 3;
-        count_ |= kWordBits - 8;
+        position_ += TakeWord(window);
         return;
       }
     }
-    while (count_ <= kWordBits - 8) {
-      buffer_ |= BitWord(NextByte()) << (kWordBits - 8 - count_);
-      count_ += 8;
-    }
-  }
-  uint32_t Peek(uint32_t bits) const { return uint32_t(buffer_ >> (kWordBits - bits)); }
-  void Skip(uint32_t bits) {
-    buffer_ <<= bits;
-    count_ -= bits;
+    while (count <= kWordBits - 8) TakeByte(NextByte());
   }
   // `size` bits (at most 15, with enough in the buffer) by the EXTEND rule.
   int32_t Receive(uint32_t size) {
@@ -49,14 +38,13 @@ class ScanBitReader {
     Skip(size);
     return bits < (1 << (size - 1)) ? bits - (1 << size) + 1 : bits;
   }
-  uint32_t count() const { return count_; }
-  bool RanOut() const { return zeroBits_ > count_; }
+  bool RanOut() const { return zeroBits_ > count; }
 
   // Drops what is left of the interval and the restart marker that must follow it.
   bool Restart(uint8_t expectedCode) {
     if (RanOut()) return false;
-    buffer_ = 0;
-    count_ = 0;
+    buffer = 0;
+    count = 0;
     zeroBits_ = 0;
     // A stream may leave bytes before the marker; they are not data.
     while (!atMarker_ && uintptr_t(position_) < end_) NextByte();
@@ -89,8 +77,6 @@ class ScanBitReader {
     return 0;
   }
 
-  BitWord buffer_ = 0;
-  uint32_t count_ = 0;
   uint32_t zeroBits_ = 0;
   const uint8_t* position_;
   uintptr_t end_;
@@ -131,7 +117,7 @@ bool DecodeBlock(ScanBitReader& reader, const ComponentTables& tables, int32_t& 
   reader.Fill();
   const int32_t category = DecodeSymbol(reader, *tables.dc);
   if (category < 0) return false;
-  if (reader.count() < uint32_t(category)) reader.Fill();
+  if (reader.count < uint32_t(category)) reader.Fill();
   predictor += reader.Receive(uint32_t(category));
   block[0] = int16_t(uint32_t(predictor) * tables.quant[0]);
   for (uint32_t k = 1; k < kBlockCoefficients; ++k) {
@@ -147,7 +133,7 @@ bool DecodeBlock(ScanBitReader& reader, const ComponentTables& tables, int32_t& 
     }
     k += run;
     if (k >= kBlockCoefficients) return false;
-    if (reader.count() < size) reader.Fill();
+    if (reader.count < size) reader.Fill();
     block[kNaturalOrder[k]] = int16_t(uint32_t(reader.Receive(size)) * tables.quant[k]);
   }
   return true;

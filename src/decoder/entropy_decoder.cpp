@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "decoder/bit_window.h"
 #include "decoder/huffman_decoding_tables.h"
 #include "format/jpeg_syntax.h"
 #include "format/mcu_workspace.h"
@@ -32,9 +33,7 @@ InputBounds BoundsFor(uintptr_t end) {
   return InputBounds{end >= sizeof(BitWord) ? end - sizeof(BitWord) : 0, end};
 }
 
-struct BitReader {
-  BitWord buffer;  // next bit at the top; bits below the count are not yet data
-  uint32_t count;
+struct BitReader : BitWindow {
   const uint8_t* position;
   uint32_t skipped;  // bytes dropped after 0xFF in this call
   InputBounds bounds;
@@ -45,23 +44,15 @@ struct BitReader {
     if (__builtin_expect(uintptr_t(position) > bounds.wordLimit, 0)) return RefillBytewise();
     const BitWord window = LoadBigEndian(position);
     if (__builtin_expect(HoldsMarkerPrefix(window), 0)) return RefillBytewise();
-    buffer |= window >> count;
-    position += (kWordBits - 1 - count) >> 3;
-    count |= kReadyBits;
+    position += TakeWord(window);
   }
   // The byte after 0xFF is stuffing or a marker's code; either way it is dropped unseen.
   void RefillBytewise() {
     while (count < kReadyBits) {
       const uint8_t byte = bounds.ByteAt(position++);
       if (byte == 0xFF) ++position, ++skipped;
-      buffer |= BitWord(byte) << (kReadyBits - count);
-      count += 8;
+      TakeByte(byte);
     }
-  }
-  uint32_t Peek(uint32_t bits) const { return uint32_t(buffer >> (kWordBits - bits)); }
-  void Skip(uint32_t bits) {
-    buffer <<= bits;
-    count -= bits;
   }
   // Size bits (0 .. 15) as a signed value by the EXTEND rule, without branches.
   int32_t ReadExtended(uint32_t size) {
@@ -240,7 +231,9 @@ int32_t EntropyDecoder::DecodeAllBlocks(int16_t* coefficients) {
   const int16_t* const areaEnd = coefficients + kMaxBlocksPerMcu * kBlockCoefficients;
   const uint32_t startCount = bitCount_;
   const uint8_t* const startPosition = position_;
-  BitReader reader{startCount == 0 ? 0 : BitWord(bitBuffer_) << (kWordBits - startCount), startCount, position_, 0,
+  BitReader reader{{startCount == 0 ? 0 : BitWord(bitBuffer_) << (kWordBits - startCount), startCount},
+                   position_,
+                   0,
                    BoundsFor(end_)};
   uint32_t symbolCount = startCount;
   const uint32_t blockCounts[3] = {lumaBlocks_, cbBlocks_, crBlocks_};
