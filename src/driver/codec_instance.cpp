@@ -8,14 +8,14 @@ namespace trvx {
 
 CodecInstance::CodecInstance(const SettingsRecord& processSettings) noexcept : settings_(processSettings) {}
 
-int32_t CodecInstance::GetState(void* buffer, uint32_t bufferSize) const {
+int32_t CodecInstance::GetState(void* buffer, uintptr_t bufferSize) const {
   if (buffer == nullptr) return sizeof(SettingsRecord);
   if (bufferSize < sizeof(SettingsRecord)) return kIcmBadSize;
   std::memcpy(buffer, &settings_, sizeof settings_);
   return kIcmOk;
 }
 
-int32_t CodecInstance::SetState(const void* state, int32_t declaredSize, const SettingsRecord& processSettings) {
+intptr_t CodecInstance::SetState(const void* state, intptr_t declaredSize, const SettingsRecord& processSettings) {
   if (state == nullptr) {
     // Back to the settings loaded at library start; the tag stays the instance's own.
     std::memcpy(reinterpret_cast<char*>(&settings_) + sizeof settings_.tag,

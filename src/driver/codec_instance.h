@@ -12,8 +12,6 @@
 
 namespace trvx {
 
-constexpr uint32_t kIcCompressRecordSize = 48;
-constexpr uint32_t kIcDecompressRecordSize = 24;
 
 // What ICM_COMPRESS carries, taken out of the host's ICCOMPRESS record.
 struct CompressRequest {
@@ -42,9 +40,9 @@ class CodecInstance {
   CodecInstance(const CodecInstance&) = delete;
   CodecInstance& operator=(const CodecInstance&) = delete;
 
-  // State blob: the instance's settings record.
-  int32_t GetState(void* buffer, uint32_t bufferSize) const;
-  int32_t SetState(const void* state, int32_t declaredSize, const SettingsRecord& processSettings);
+  // State blob: the instance's settings record. Sizes are the host's, pointer-wide.
+  int32_t GetState(void* buffer, uintptr_t bufferSize) const;
+  intptr_t SetState(const void* state, intptr_t declaredSize, const SettingsRecord& processSettings);
 
   int32_t GetQuality(uint32_t* quality) const;
   int32_t SetQuality(uint32_t quality) { return encoder_.SetQuality(quality); }

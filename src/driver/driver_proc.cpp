@@ -31,67 +31,90 @@ BitmapHeader* OutFormat(LPARAM value) { return reinterpret_cast<BitmapHeader*>(v
 
 FormatPolicy Policy(const CodecInstance& instance) { return instance.Policy(&IsHostDefective); }
 
-using Handler = int32_t (*)(CodecInstance& instance, LPARAM lParam1, LPARAM lParam2);
+using Handler = LRESULT (*)(CodecInstance& instance, LPARAM lParam1, LPARAM lParam2);
 
 struct Route {
   UINT message;
   Handler handler;
 };
 
+// The host's ICCOMPRESS and ICDECOMPRESS records as the Windows headers lay them out
+// for this pointer width; a frame message with another size is refused.
+static_assert(sizeof(ICCOMPRESS) == (sizeof(void*) == 4 ? 48 : 88), "ICCOMPRESS as hosts pass it");
+static_assert(sizeof(ICDECOMPRESS) == (sizeof(void*) == 4 ? 24 : 48), "ICDECOMPRESS as hosts pass it");
+
 // Messages that need an instance; each runs under the fault guard, since every one of
 // them follows pointers that the host supplies.
 const Route kRoutes[] = {
     {ICM_COMPRESS_GET_FORMAT,
-     [](CodecInstance&, LPARAM in, LPARAM out) {
+     [](CodecInstance&, LPARAM in, LPARAM out) -> LRESULT {
        return CompressGetFormat(InFormat(in), reinterpret_cast<JpegBitmapHeader*>(out));
      }},
-    {ICM_COMPRESS_GET_SIZE, [](CodecInstance&, LPARAM in, LPARAM) { return CompressGetSize(InFormat(in)); }},
+    {ICM_COMPRESS_GET_SIZE, [](CodecInstance&, LPARAM in, LPARAM) -> LRESULT { return CompressGetSize(InFormat(in)); }},
     {ICM_COMPRESS_QUERY,
-     [](CodecInstance& c, LPARAM in, LPARAM out) { return CompressQuery(Policy(c), InFormat(in), InFormat(out)); }},
+     [](CodecInstance& c, LPARAM in, LPARAM out) -> LRESULT {
+       return CompressQuery(Policy(c), InFormat(in), InFormat(out));
+     }},
     {ICM_COMPRESS_BEGIN,
-     [](CodecInstance& c, LPARAM in, LPARAM out) { return c.CompressBegin(Policy(c), InFormat(in), InFormat(out)); }},
+     [](CodecInstance& c, LPARAM in, LPARAM out) -> LRESULT {
+       return c.CompressBegin(Policy(c), InFormat(in), InFormat(out));
+     }},
     {ICM_COMPRESS,
-     [](CodecInstance& c, LPARAM record, LPARAM size) {
-       if (size != kIcCompressRecordSize) return static_cast<int32_t>(kIcmError);
+     [](CodecInstance& c, LPARAM record, LPARAM size) -> LRESULT {
+       if (size != LPARAM{sizeof(ICCOMPRESS)}) return kIcmError;
        const ICCOMPRESS& host = *reinterpret_cast<const ICCOMPRESS*>(record);
        return c.Compress({reinterpret_cast<BitmapHeader*>(host.lpbiOutput), static_cast<uint8_t*>(host.lpOutput),
                           reinterpret_cast<const BitmapHeader*>(host.lpbiInput),
                           static_cast<const uint8_t*>(host.lpInput), host.dwQuality});
      }},
-    {ICM_COMPRESS_END, [](CodecInstance& c, LPARAM, LPARAM) { return c.CompressEnd(); }},
+    {ICM_COMPRESS_END, [](CodecInstance& c, LPARAM, LPARAM) -> LRESULT { return c.CompressEnd(); }},
     {ICM_DECOMPRESS_GET_FORMAT,
-     [](CodecInstance&, LPARAM in, LPARAM out) { return DecompressGetFormat(InFormat(in), OutFormat(out)); }},
-    {ICM_DECOMPRESS_QUERY,
-     [](CodecInstance& c, LPARAM in, LPARAM out) { return DecompressQuery(Policy(c), InFormat(in), InFormat(out)); }},
-    {ICM_DECOMPRESS_BEGIN,
-     [](CodecInstance& c, LPARAM in, LPARAM out) { return c.DecompressBegin(Policy(c), InFormat(in), InFormat(out)); }},
-    {ICM_DECOMPRESS,
-     [](CodecInstance& c, LPARAM record, LPARAM size) {
-       if (size != kIcDecompressRecordSize) return static_cast<int32_t>(kIcmBadParam);
-       const ICDECOMPRESS& host = *reinterpret_cast<const ICDECOMPRESS*>(record);
-       return c.Decompress({reinterpret_cast<const BitmapHeader*>(host.lpbiInput),
-                            static_cast<const uint8_t*>(host.lpInput),
-                            reinterpret_cast<const BitmapHeader*>(host.lpbiOutput), static_cast<uint8_t*>(host.lpOutput)});
+     [](CodecInstance&, LPARAM in, LPARAM out) -> LRESULT {
+       return DecompressGetFormat(InFormat(in), OutFormat(out));
      }},
-    {ICM_DECOMPRESS_END, [](CodecInstance& c, LPARAM, LPARAM) { return c.DecompressEnd(); }},
-    {ICM_GETSTATE, [](CodecInstance& c, LPARAM buffer,
-                      LPARAM size) { return c.GetState(reinterpret_cast<void*>(buffer), static_cast<int32_t>(size)); }},
+    {ICM_DECOMPRESS_QUERY,
+     [](CodecInstance& c, LPARAM in, LPARAM out) -> LRESULT {
+       return DecompressQuery(Policy(c), InFormat(in), InFormat(out));
+     }},
+    {ICM_DECOMPRESS_BEGIN,
+     [](CodecInstance& c, LPARAM in, LPARAM out) -> LRESULT {
+       return c.DecompressBegin(Policy(c), InFormat(in), InFormat(out));
+     }},
+    {ICM_DECOMPRESS,
+     [](CodecInstance& c, LPARAM record, LPARAM size) -> LRESULT {
+       if (size != LPARAM{sizeof(ICDECOMPRESS)}) return kIcmBadParam;
+       const ICDECOMPRESS& host = *reinterpret_cast<const ICDECOMPRESS*>(record);
+       return c.Decompress(
+           {reinterpret_cast<const BitmapHeader*>(host.lpbiInput), static_cast<const uint8_t*>(host.lpInput),
+            reinterpret_cast<const BitmapHeader*>(host.lpbiOutput), static_cast<uint8_t*>(host.lpOutput)});
+     }},
+    {ICM_DECOMPRESS_END, [](CodecInstance& c, LPARAM, LPARAM) -> LRESULT { return c.DecompressEnd(); }},
+    {ICM_GETSTATE,
+     [](CodecInstance& c, LPARAM buffer, LPARAM size) -> LRESULT {
+       return c.GetState(reinterpret_cast<void*>(buffer), static_cast<uintptr_t>(size));
+     }},
     {ICM_SETSTATE,
-     [](CodecInstance& c, LPARAM state, LPARAM size) {
-       return c.SetState(reinterpret_cast<const void*>(state), static_cast<int32_t>(size), ProcessSettings());
+     [](CodecInstance& c, LPARAM state, LPARAM size) -> LRESULT {
+       return c.SetState(reinterpret_cast<const void*>(state), size, ProcessSettings());
      }},
     {ICM_GETINFO,
-     [](CodecInstance&, LPARAM info, LPARAM size) { return GetCodecInfo(reinterpret_cast<void*>(info), size); }},
+     [](CodecInstance&, LPARAM info, LPARAM size) -> LRESULT {
+       return GetCodecInfo(reinterpret_cast<void*>(info), size);
+     }},
     {ICM_GETDEFAULTQUALITY,
-     [](CodecInstance&, LPARAM quality, LPARAM) {
+     [](CodecInstance&, LPARAM quality, LPARAM) -> LRESULT {
        *reinterpret_cast<uint32_t*>(quality) = kDefaultQuality;
-       return static_cast<int32_t>(kIcmOk);
+       return kIcmOk;
      }},
     {ICM_GETQUALITY,
-     [](CodecInstance& c, LPARAM quality, LPARAM) { return c.GetQuality(reinterpret_cast<uint32_t*>(quality)); }},
+     [](CodecInstance& c, LPARAM quality, LPARAM) -> LRESULT {
+       return c.GetQuality(reinterpret_cast<uint32_t*>(quality));
+     }},
     // The quality is read through the pointer in lParam1: that is this driver's contract.
-    {ICM_SETQUALITY, [](CodecInstance& c, LPARAM quality,
-                        LPARAM) { return c.SetQuality(*reinterpret_cast<const uint32_t*>(quality)); }},
+    {ICM_SETQUALITY,
+     [](CodecInstance& c, LPARAM quality, LPARAM) -> LRESULT {
+       return c.SetQuality(*reinterpret_cast<const uint32_t*>(quality));
+     }},
 };
 
 // Drawing is not offered; these answer "error" rather than "unsupported", with or
@@ -128,7 +151,12 @@ LRESULT RouteCodecMessage(CodecInstance* instance, UINT message, LPARAM lParam1,
   for (const Route& route : kRoutes) {
     if (route.message != message) continue;
     if (instance == nullptr) return kIcmError;
-    const int32_t result = RunGuarded([&]() { return route.handler(*instance, lParam1, lParam2); });
+    // Results are pointer-wide (a state size comes back as the host gave it); the
+    // guard's own is a 32-bit code.
+    LRESULT result = 0;
+    if (RunGuarded([&]() { return result = route.handler(*instance, lParam1, lParam2), int32_t{0}; }) == kFaultResult) {
+      result = kFaultResult;
+    }
     if (message == ICM_COMPRESS || message == ICM_DECOMPRESS) ClearMmxStateAfterFrame();
     return result;
   }

@@ -67,7 +67,8 @@ class VcmHostileFrames : public testing::Test {
   std::vector<uint8_t> Decode(uint8_t* frame, std::size_t length) {
     std::vector<uint8_t> picture(output_.biSizeImage + kPage, kUntouched);
     input_.biSizeImage = static_cast<DWORD>(length);
-    result_ = ICDecompress(codec_, 0, &input_, frame, &output_, picture.data());
+    // A DWORD in either width, so the codes are 32-bit.
+    result_ = static_cast<LONG>(ICDecompress(codec_, 0, &input_, frame, &output_, picture.data()));
     for (std::size_t i = output_.biSizeImage; i < picture.size(); ++i) {
       if (picture[i] != kUntouched) {
         ADD_FAILURE() << "wrote past the bitmap";
@@ -93,7 +94,7 @@ class VcmHostileFrames : public testing::Test {
   HIC codec_ = nullptr;
   std::vector<uint8_t> frame_;
   std::vector<uint8_t> good_;
-  LRESULT result_ = ICERR_OK;
+  LONG result_ = ICERR_OK;
 };
 
 TEST_F(VcmHostileFrames, TruncatedFramesInFencedBuffersFailOrDecode) {
