@@ -19,8 +19,9 @@ TEST(DriverRouting, DriverMessagesAnswerWithoutAnInstance) {
     EXPECT_EQ(codec.Send(0, message), 1) << message;
   }
   // An open without ICOPEN record (the driver panel) yields the all-ones identifier.
+  // In 64-bit too it is 0xFFFFFFFF, zero-extended.
   const LRESULT panelId = codec.Send(0, DRV_OPEN, 0, 0);
-  EXPECT_EQ(static_cast<DWORD>(panelId), 0xFFFFFFFFu);
+  EXPECT_EQ(static_cast<ULONG_PTR>(panelId), ULONG_PTR{0xFFFFFFFF});
   EXPECT_EQ(codec.Send(kNoInstance, DRV_CLOSE), 1);
   EXPECT_EQ(codec.Send(0, DRV_CLOSE), 1);
   EXPECT_EQ(codec.Send(kNoInstance, DRV_CONFIGURE, 0, 0), 0) << "no parent window: no dialog";
@@ -187,6 +188,11 @@ TEST(DriverRouting, StateBlobIsTheSettingsRecordGuardedByItsTag) {
   EXPECT_EQ(codec.Send(instance, ICM_GETSTATE, 0, 0), kStateSize);
   static uint8_t state[kStateSize];
   EXPECT_EQ(codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(state), kStateSize - 1), ICERR_BADSIZE);
+  if constexpr (sizeof(LPARAM) == 8) {
+    EXPECT_EQ(codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(state), LPARAM(kStateSize - 1) << 32),
+              ICERR_OK)
+        << "a size is not cut to 32 bits";
+  }
   ASSERT_EQ(codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(state), kStateSize), ICERR_OK);
   EXPECT_EQ(std::memcmp(state, "TRVX", 4), 0);
   const uint8_t* fourCcs = state + 8;
@@ -200,9 +206,11 @@ TEST(DriverRouting, StateBlobIsTheSettingsRecordGuardedByItsTag) {
   std::memcpy(changed, "MJPG", 4);
   EXPECT_EQ(codec.Send(instance, ICM_SETSTATE, reinterpret_cast<LPARAM>(changed), kStateSize), ICERR_ERROR);
 
-  // The right tag copies the whole record whatever size was declared, and echoes the size.
+  // The right tag copies the whole record whatever size was declared, and echoes the
+  // size pointer-wide.
   std::memcpy(changed, "TRVX", 4);
-  EXPECT_EQ(codec.Send(instance, ICM_SETSTATE, reinterpret_cast<LPARAM>(changed), 12), 12);
+  const LPARAM declared = sizeof(LPARAM) == 8 ? static_cast<LPARAM>(12 | 1ull << 32) : 12;
+  EXPECT_EQ(codec.Send(instance, ICM_SETSTATE, reinterpret_cast<LPARAM>(changed), declared), declared);
   static uint8_t readBack[kStateSize];
   codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(readBack), kStateSize);
   EXPECT_EQ(std::memcmp(readBack, changed, kStateSize), 0);

@@ -2,6 +2,9 @@
 // the host process and later calls unharmed.
 #include <gtest/gtest.h>
 
+#include <utility>
+#include <vector>
+
 #include "support/codec_library.h"
 
 namespace trvx::test {
@@ -84,10 +87,18 @@ TEST(FaultRecovery, SessionMessagesRefuseWhatTheyCannotUse) {
   EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, at(compressed), at(odd)), ICERR_ERROR)
       << "a refused format is an error at BEGIN";
 
+  // A frame record of any size but this pointer width's: a shorter one, the other
+  // width's, and in 64-bit the right size with high bits set.
   ICCOMPRESS compress = {};
-  EXPECT_EQ(codec.Send(instance, ICM_COMPRESS, reinterpret_cast<LPARAM>(&compress), 44), ICERR_ERROR);
   ICDECOMPRESS decompress = {};
-  EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS, reinterpret_cast<LPARAM>(&decompress), 20), ICERR_BADPARAM);
+  std::vector<std::pair<LPARAM, LPARAM>> wrongSizes = {{44, 20}, {sizeof(void*) == 4 ? 88 : 48, sizeof(void*) == 4 ? 48 : 24}};
+  if constexpr (sizeof(LPARAM) == 8) {
+    wrongSizes.push_back({static_cast<LPARAM>(sizeof compress | 1ull << 32), static_cast<LPARAM>(sizeof decompress | 1ull << 32)});
+  }
+  for (const auto& [compressSize, decompressSize] : wrongSizes) {
+    EXPECT_EQ(codec.Send(instance, ICM_COMPRESS, reinterpret_cast<LPARAM>(&compress), compressSize), ICERR_ERROR);
+    EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS, reinterpret_cast<LPARAM>(&decompress), decompressSize), ICERR_BADPARAM);
+  }
   EXPECT_EQ(codec.Send(instance, ICM_COMPRESS_END), ICERR_OK);
   EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_END), ICERR_OK);
   EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_END), ICERR_OK) << "ending twice is harmless";
