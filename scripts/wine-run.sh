@@ -9,4 +9,6 @@ export WINEARCH=${WINEARCH:-win32}
 export WINEDEBUG=${WINEDEBUG:--all}
 # No crash dialog: a crash must show up as a failed test at once.
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-winedbg.exe=d}
-exec wine "$@"
+# WINE names the loader. Debian's wine starts Wine's own programs (reg, rundll32) as
+# 32-bit ones even in a 64-bit prefix; WINE=/usr/lib/wine/wine64 starts them 64-bit.
+exec "${WINE:-wine}" "$@"

@@ -43,19 +43,19 @@ done
 if unshare -m true 2>/dev/null; then compare one-processor "$one_processor"; fi
 
 # The driver dialog's Escape saves; each bitness reads the other's save.
-reg() { "${run[@]}" "$@" 2>/dev/null | tr -d '\r'; }
-declare -A reg_tool=([32]='C:\windows\syswow64\reg.exe' [64]=reg)
+declare -A loader=([32]=wine [64]=/usr/lib/wine/wine64)
+reg() { WINE=${loader[$1]} "${run[@]}" reg "${@:2}" 2>/dev/null | tr -d '\r'; }
 codec_key='HKCR\Software\Korvantelix\MJPG codec'
 for width in 32 64; do
   other=$((96 - width))
-  reg "${reg_tool[64]}" delete 'HKCR\Software\Korvantelix' /f >/dev/null || true
+  reg 64 delete 'HKCR\Software\Korvantelix' /f >/dev/null || true
   TRVX_KEEP_SAVED_SETTINGS=1 "${run[@]}" "${bin[$width]}/trvx_dialog_tests.exe" --gtest_filter='*EscapeSaves*' |
     grep -q 'all done' || fail "the $width-bit driver dialog did not save"
-  seen=$(reg "${reg_tool[$other]}" query "$codec_key")
+  seen=$(reg $other query "$codec_key")
   echo "$seen" | grep -qE 'ChangeFieldsOrder\s+REG_DWORD\s+0x1' || fail "$other-bit view after the $width-bit save: $seen"
-  [ "$seen" = "$(reg "${reg_tool[$width]}" query "$codec_key")" ] || fail "the views differ after the $width-bit save"
+  [ "$seen" = "$(reg $width query "$codec_key")" ] || fail "the views differ after the $width-bit save"
   echo "settings the $width-bit dialog saved: the same in the $other-bit view"
 done
-reg "${reg_tool[64]}" delete 'HKCR\Software\Korvantelix' /f >/dev/null || true
-reg "${reg_tool[64]}" delete 'HKCR\Software\Pellacorte' /f >/dev/null || true
+reg 64 delete 'HKCR\Software\Korvantelix' /f >/dev/null || true
+reg 64 delete 'HKCR\Software\Pellacorte' /f >/dev/null || true
 echo "all done: every test passed"

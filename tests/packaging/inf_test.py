@@ -5,15 +5,16 @@ Usage: inf_test.py trvx.inf"""
 import re
 import sys
 
-DRIVER, INF = "trvx.dll", "trvx.inf"
+DRIVER, DRIVER64, INF = "trvx.dll", "trvx64.dll", "trvx.inf"
 DRIVERS32 = r"software\microsoft\windows nt\currentversion\drivers32"
 DESCRIPTIONS = r"software\microsoft\windows nt\currentversion\drivers.desc"
 UNINSTALL = r"software\microsoft\windows\currentversion\uninstall\trvx"
 DESCRIPTION = "Korvantelix M-JPEG codec (TRVX)"
 SYSTEM32, SYSWOW64, INF_FOLDER = "11", "16425", "17"
 VIEW32 = 0x4000  # FLG_ADDREG_32BITKEY, FLG_DELREG_32BITKEY
-# Architecture: where its 32-bit system folder is and which view 32-bit programs read.
-ARCHITECTURES = {"x86": (SYSTEM32, 0), "amd64": (SYSWOW64, VIEW32), "arm64": (SYSWOW64, VIEW32)}
+# Architecture: each build it installs, as (folder, registry view, file in the package).
+BOTH_WIDTHS = {(SYSWOW64, VIEW32, DRIVER), (SYSTEM32, 0, DRIVER64)}
+ARCHITECTURES = {"x86": {(SYSTEM32, 0, DRIVER)}, "amd64": BOTH_WIDTHS, "arm64": BOTH_WIDTHS}
 OUTSIDE_QUOTES = r'(?=(?:[^"]*"[^"]*")*[^"]*$)'  # followed by an even number of quotes
 
 
@@ -67,7 +68,8 @@ def chosen_section(sections, base, architecture):
 
 
 def files(entries, destinations, lists):
-    return {(destinations[name.lower()], e[0].lower()) for name in lists for e in entries(name)}
+    """(folder, name installed, name in the package); a copy entry may rename."""
+    return {(destinations[name.lower()], e[0].lower(), e[-1].lower()) for name in lists for e in entries(name)}
 
 
 def values(entries, lists):
@@ -86,18 +88,21 @@ def main(path):
     sections, entries = read_inf(path)
     destinations = {e[0].split("=")[0].strip().lower(): e[0].split("=")[1].strip() for e in entries("DestinationDirs")}
     sources = {e[0].split("=")[0].strip().lower() for e in entries("SourceDisksFiles")}
-    for architecture, (system_folder, view) in ARCHITECTURES.items():
+    for architecture, builds in ARCHITECTURES.items():
         install = chosen_section(sections, "DefaultInstall", architecture)
         uninstall = chosen_section(sections, "DefaultUninstall", architecture)
         copied = files(entries, destinations, directive(entries, install, "CopyFiles"))
-        assert copied == {(system_folder, DRIVER), (INF_FOLDER, INF)}, (architecture, copied)
-        assert {name for _, name in copied} <= sources, "a copied file has no source disk"
+        expected = {(folder, DRIVER, source) for folder, _, source in builds} | {(INF_FOLDER, INF, INF)}
+        assert copied == expected, (architecture, copied)
+        assert {source for _, _, source in copied} <= sources, "a copied file has no source disk"
         deleted = files(entries, destinations, directive(entries, uninstall, "DelFiles"))
-        assert deleted == copied, (architecture, deleted)
+        assert {f[:2] for f in deleted} == {f[:2] for f in copied}, (architecture, deleted)
 
         added = values(entries, directive(entries, install, "AddReg"))
-        assert added[(view, DRIVERS32, "vidc.trvx")] == DRIVER, architecture
-        assert added[(view, DESCRIPTIONS, DRIVER)] == DESCRIPTION, architecture
+        for _, view, _ in builds:
+            assert added[(view, DRIVERS32, "vidc.trvx")] == DRIVER, architecture
+            assert added[(view, DESCRIPTIONS, DRIVER)] == DESCRIPTION, architecture
+        assert {view for view, key, _ in added if key != UNINSTALL} == {view for _, view, _ in builds}, architecture
         assert added[(0, UNINSTALL, "displayname")] == DESCRIPTION
         assert re.fullmatch(r"\d+(\.\d+)+", added[(0, UNINSTALL, "displayversion")]), "version not filled in"
         command = added[(0, UNINSTALL, "uninstallstring")]
