@@ -42,10 +42,13 @@ else
     -frames:v "$frames" -f rawvideo "$source"
 fi
 
-# Installed as on Windows: the DLL in the system directory, registered as vidc.TRVX.
+# Installed as on Windows: the DLL in the system directory, registered as vidc.TRVX
+# by a reg of the host's bitness, so in the registry view the host reads.
 cp "$bin/trvx.dll" "$prefix/drive_c/windows/system32/trvx.dll"
-WINEPREFIX=$prefix WINEDEBUG=-all wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\Drivers32' \
-  /v vidc.TRVX /d trvx.dll /f >/dev/null 2>&1
+loader=wine
+[ "${WINEARCH:-win32}" = win64 ] && loader=/usr/lib/wine/wine64
+WINE=$loader "$here/../scripts/wine-run.sh" "$prefix" reg add \
+  'HKLM\Software\Microsoft\Windows NT\CurrentVersion\Drivers32' /v vidc.TRVX /d trvx.dll /f >/dev/null 2>&1
 
 "$here/../scripts/wine-run.sh" "$prefix" "$bin/trvx_demo.exe" "Z:$source" "$width" "$height" "Z:$avi" "Z:$still"
 
