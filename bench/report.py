@@ -6,7 +6,7 @@ Usage: report.py SUMMARY CHART_DATA"""
 import math
 import sys
 
-DLL, I386, X64, FFMPEG = "trvx.dll", "libjpeg-turbo i386", "libjpeg-turbo x86-64", "ffmpeg"
+DLL, DLL64, I386, X64, FFMPEG = "trvx.dll", "trvx.dll x64", "libjpeg-turbo i386", "libjpeg-turbo x86-64", "ffmpeg"
 CAMERA = "ffmpeg-420"
 # TRVX_CPU values in the order of the tables; the machine's own class comes last.
 FORCED = ["31", "15", "3", "0"]
@@ -30,19 +30,22 @@ def path_of(configuration):
     return PATH.get(class_of(configuration), "plain")
 
 
-def dll_label(configuration):
+def dll_label(configuration, side=DLL):
+    build = " x64" if side == DLL64 else ""
     if configuration.startswith("own"):
-        return f"own {class_of(configuration)} ({path_of(configuration)})"
-    return f"{path_of(configuration)} ({configuration})"
+        return f"own{build} {class_of(configuration)} ({path_of(configuration)})"
+    return f"{path_of(configuration)}{build} ({configuration})"
 
 
 def processors_label(processors):
     return f"{processors} CPU{'s' if processors != 1 else ''}"
 
 
-def target(direction, configuration, processors, peer):
+def target(direction, configuration, processors, peer, side=DLL):
     """The goal of a DLL/peer ratio, or None."""
     path = path_of(configuration)
+    if side == DLL64:
+        return 1.6 if path == "SSE2" and processors == 2 else None
     if peer == "i386":
         if processors == 1:
             return 0.9
@@ -64,10 +67,10 @@ def main(summary_path, chart_path):
             columns.setdefault(direction, [])
             if column not in columns[direction]:
                 columns[direction].append(column)
-            if side == DLL and (configuration, int(processors)) not in configurations:
-                configurations.append((configuration, int(processors)))
+            if side in (DLL, DLL64) and (side, configuration, int(processors)) not in configurations:
+                configurations.append((side, configuration, int(processors)))
             fps[(direction, column, side, configuration, int(processors))] = float(value)
-    configurations.sort(key=lambda c: (FORCED.index(c[0]) if c[0] in FORCED else len(FORCED), -c[1]))
+    configurations.sort(key=lambda c: (c[0] == DLL64, FORCED.index(c[1]) if c[1] in FORCED else len(FORCED), -c[2]))
 
     def value(direction, column, side, configuration, processors=1):
         return fps.get((direction, column, side, configuration, processors), 0.0)
@@ -93,8 +96,8 @@ def main(summary_path, chart_path):
             continue
         cols = columns[direction]
         print(f"\n{TITLE[direction]}")
-        rows = [(f"dll {dll_label(c)}, {processors_label(p)}", [value(direction, col, DLL, c, p) for col in cols], 1, "")
-                for c, p in configurations]
+        rows = [(f"dll {dll_label(c, d)}, {processors_label(p)}", [value(direction, col, d, c, p) for col in cols], 1, "")
+                for d, c, p in configurations]
         rows += [(f"i386 libjpeg-turbo {m}", [value(direction, col, I386, m) for col in cols], 1, "")
                  for m in I386_MODES]
         rows += [(f"x86-64 libjpeg-turbo {m}", [value(direction, col, X64, m) for col in cols], 1, "")
@@ -110,21 +113,23 @@ def main(summary_path, chart_path):
         for peer, title in (("i386", "dll / i386 same path"), ("x86-64", "dll / x86-64 default")):
             side = I386 if peer == "i386" else X64
             rows, other_rows = [], []
-            for c, p in configurations:
+            for d, c, p in configurations:
+                if d == DLL64 and peer == "i386":
+                    continue
                 mode = PEER_MODE[path_of(c)] if peer == "i386" else "default"
 
                 def ratios(group):
-                    return [ratio(value(direction, col, DLL, c, p), value(direction, col, side, mode)) for col in group]
+                    return [ratio(value(direction, col, d, c, p), value(direction, col, side, mode)) for col in group]
 
                 chosen = ratios(headline)
-                goal = target(direction, c, p, peer)
-                means[(c, p, peer)] = mean(chosen)
+                goal = target(direction, c, p, peer, d)
+                means[(d, c, p, peer)] = mean(chosen)
                 verdict = ""
                 if goal is not None:
                     verdict = f"  >={goal:.1f} " + ("met" if min(chosen) >= goal else "MISSED")
-                    verdicts.append((direction, f"{dll_label(c)}, {processors_label(p)} / {peer} {mode}",
+                    verdicts.append((direction, f"{dll_label(c, d)}, {processors_label(p)} / {peer} {mode}",
                                      min(chosen), mean(chosen), goal))
-                label = f"{dll_label(c)}, {processors_label(p)} / {mode}"
+                label = f"{dll_label(c, d)}, {processors_label(p)} / {mode}"
                 rows.append((label, chosen + [mean(chosen), min(chosen)], 2, verdict))
                 other_rows.append((label, ratios(others), 2, ""))
             table(direction, title, headline, rows, ("mean", "worst"))
@@ -132,18 +137,18 @@ def main(summary_path, chart_path):
                 table(direction, title, others, other_rows)
         if camera:
             table(direction, "dll / ffmpeg, its own frames", camera,
-                  [(f"{dll_label(c)}, {processors_label(p)}",
-                    [ratio(value(direction, col, DLL, c, p), value(direction, col, FFMPEG, "one thread")) for col in camera],
-                    2, "") for c, p in configurations])
-        chart[direction] = [(c, p, means[(c, p, "i386")], means[(c, p, "x86-64")], target(direction, c, p, "i386"),
-                             target(direction, c, p, "x86-64")) for c, p in configurations]
+                  [(f"{dll_label(c, d)}, {processors_label(p)}",
+                    [ratio(value(direction, col, d, c, p), value(direction, col, FFMPEG, "one thread")) for col in camera],
+                    2, "") for d, c, p in configurations])
+        chart[direction] = [(c, p, means[(d, c, p, "i386")], means[(d, c, p, "x86-64")], target(direction, c, p, "i386"),
+                             target(direction, c, p, "x86-64")) for d, c, p in configurations if d == DLL]
 
     print(f"\nRatios pair each path with {I386} in the same instruction set: SSE2 with SSE2, SSE with"
           "\nSSE, MMX with MMX, plain code with no SIMD. Mean (geometric) and worst are over every"
           "\ncolumn when compressing, over the codec's own two-thread frames when decompressing.")
     print("\ntargets (worst ratio):")
     for direction, what, worst, average, goal in verdicts:
-        print(f"  {direction:<7}{what:<40}{worst:6.2f}  (mean {average:.2f})  >= {goal:.1f}  "
+        print(f"  {direction:<7}{what:<44}{worst:6.2f}  (mean {average:.2f})  >= {goal:.1f}  "
               + ("met" if worst >= goal else "MISSED"))
 
     with open(chart_path, "w") as data:

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# make bench: the shipped trvx.dll, built as make dist builds it, under Wine through the
-# Video Compression Manager, against libjpeg-turbo for i386 and x86-64 on the same
-# files; then the native core benchmark (trvx_benchmark, with ffmpeg). Prints the
+# make bench: the shipped trvx.dll, both builds as make dist builds them, under Wine
+# through the Video Compression Manager (the 32-bit one in a 32-bit prefix, the 64-bit
+# one in a 64-bit prefix), against libjpeg-turbo for i386 and x86-64 on the same files; then the native core benchmark (trvx_benchmark, with ffmpeg). Prints the
 # tables (out/bench.txt), draws out/bench.png; every figure's log is out/bench.log.
 #   bench-report.sh [--seconds S] [--rounds N] [--headline-rounds M]
 # S seconds per measurement (default 0.5), best of N rounds (default 3), and of M
@@ -40,14 +40,17 @@ fail() {
 }
 
 # Release -O2, as make dist builds the DLL; native tools in build/bench.
-step "building trvx.dll, its Windows host and the native tools"
-native=$root/build/bench win32=$root/build/bench-win32
+step "building both trvx.dll builds, their Windows host and the native tools"
+native=$root/build/bench win32=$root/build/bench-win32 win64=$root/build/bench-win64
+release=(-G Ninja -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG")
 {
-  cmake -S "$root" -B "$native" -G Ninja -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" &&
+  cmake -S "$root" -B "$native" "${release[@]}" &&
     ninja -C "$native" trvx_benchmark trvx_peer_bench trvx_peer_bench32 &&
-    cmake -S "$root" -B "$win32" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/i686-w64-mingw32.cmake" \
-      -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" &&
-    ninja -C "$win32" trvx trvx_dll_bench
+    for pair in win32:i686 win64:x86_64; do
+      tree=$root/build/bench-${pair%%:*}
+      cmake -S "$root" -B "$tree" "${release[@]}" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/${pair#*:}-w64-mingw32.cmake" &&
+        ninja -C "$tree" trvx trvx_dll_bench || exit 1
+    done
 } >>"$log" 2>&1 || fail
 
 data=$root/build/bench-data
@@ -55,16 +58,21 @@ rm -rf "$data"
 mkdir -p "$data"
 "$native/bin/trvx_benchmark" --write-inputs "$data" >>"$log" 2>&1 || fail
 
-# Installed as the .inf installs it: in the system directory, registered as vidc.TRVX.
-step "making a Wine prefix with the codec installed"
-prefix=$win32/bench-prefix
-trap '"$root/scripts/wine-prefix.sh" remove "$prefix"' EXIT
-"$root/scripts/wine-prefix.sh" create "$prefix"
-cp "$win32/bin/trvx.dll" "$prefix/drive_c/windows/system32/trvx.dll"
-WINEPREFIX=$prefix WINEDEBUG=-all wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\Drivers32' \
-  /v vidc.TRVX /d trvx.dll /f >/dev/null 2>&1
+# Installed as the .inf installs it: in the system directory, registered as vidc.TRVX
+# by a reg of the DLL's bitness. One prefix per build: a 64-bit prefix would run the
+# 32-bit host under WOW64, which no 32-bit Windows user has.
+step "making a Wine prefix for each build with the codec installed"
+trap '"$root/scripts/wine-prefix.sh" remove "$win32/bench-prefix"; "$root/scripts/wine-prefix.sh" remove "$win64/bench-prefix"' EXIT
+for pair in win32:wine win64:/usr/lib/wine/wine64; do
+  tree=$root/build/bench-${pair%%:*}
+  "$root/scripts/wine-prefix.sh" create "$tree/bench-prefix" "${pair%%:*}"
+  cp "$tree/bin/trvx.dll" "$tree/bench-prefix/drive_c/windows/system32/trvx.dll"
+  WINEARCH=${pair%%:*} WINE=${pair#*:} "$root/scripts/wine-run.sh" "$tree/bench-prefix" reg add \
+    'HKLM\Software\Microsoft\Windows NT\CurrentVersion\Drivers32' /v vidc.TRVX /d trvx.dll /f >/dev/null 2>&1
+done
 
-host=("$root/scripts/wine-run.sh" "$prefix" "$win32/bin/trvx_dll_bench.exe")
+host=("$root/scripts/wine-run.sh" "$win32/bench-prefix" "$win32/bin/trvx_dll_bench.exe")
+host64=(env WINEARCH=win64 "$root/scripts/wine-run.sh" "$win64/bench-prefix" "$win64/bin/trvx_dll_bench.exe")
 one_processor=("$root/scripts/one-processor.sh")
 timing=(--seconds "$seconds" --rounds "$rounds" --headline-rounds "$headline")
 
@@ -97,16 +105,17 @@ ffmpeg_peer() {
   echo "ffmpeg $size $format: $best fps" >>"$log"
 }
 
-# TRVX_CPU (empty: the machine's own class) processors
+# TRVX_CPU (empty: the machine's own class) processors [the host of the 64-bit build]
 dll() {
-  local cpu=$1 processors=$2 run=()
+  local cpu=$1 processors=$2 run=() program=("${host[@]}")
+  [ -n "${3:-}" ] && program=("${@:3}")
   [ "$processors" = 1 ] && run=("${one_processor[@]}")
   if [ -n "$cpu" ]; then
     run=(env "TRVX_CPU=$cpu" "${run[@]}")
   else
     run=(env -u TRVX_CPU "${run[@]}")
   fi
-  "${run[@]}" "${host[@]}" measure "Z:$data" "${timing[@]}" --summary "Z:$summary" >>"$log" 2>&1 || fail
+  "${run[@]}" "${program[@]}" measure "Z:$data" "${timing[@]}" --summary "Z:$summary" >>"$log" 2>&1 || fail
 }
 # 32|64 JSIMD mode (empty: libjpeg-turbo's own choice)
 peer() {
@@ -125,7 +134,11 @@ for pair in 31:SSE2 15:SSE 3:MMX 0:NONE :; do
   dll "$cpu" 1
   peer 32 "$mode"
 done
-step "libjpeg-turbo x86-64: default, SSE2, no SIMD"
+step "the 64-bit trvx.dll on the SSE2 path and on this machine's own, two processors and one, and libjpeg-turbo x86-64: default, SSE2, no SIMD"
+for cpu in 31 ""; do
+  dll "$cpu" 2 "${host64[@]}"
+  dll "$cpu" 1 "${host64[@]}"
+done
 for mode in "" SSE2 NONE; do peer 64 "$mode"; done
 step "ffmpeg's M-JPEG decoder on its own frames"
 for size in $sizes; do

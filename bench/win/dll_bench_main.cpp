@@ -189,15 +189,17 @@ int Measure(const Arguments& arguments) {
   const std::string path = PathName();
   const DWORD processors = Processors();
   const int headlineRounds = arguments.headlineRounds > 0 ? arguments.headlineRounds : arguments.rounds;
-  std::printf("trvx.dll, processor class %s, %lu processor%s, best of %d (decoding two-thread frames: %d) x %.2f s\n",
-              path.c_str(), static_cast<unsigned long>(processors), processors == 1 ? "" : "s", arguments.rounds,
+  // The 64-bit build gets its own rows: its peer is libjpeg-turbo x86-64.
+  const char* const side = sizeof(void*) == 8 ? "trvx.dll x64" : "trvx.dll";
+  std::printf("%s, processor class %s, %lu processor%s, best of %d (decoding two-thread frames: %d) x %.2f s\n",
+              side, path.c_str(), static_cast<unsigned long>(processors), processors == 1 ? "" : "s", arguments.rounds,
               headlineRounds, arguments.seconds);
   std::printf("  codec: %s\n", DriverDescription().c_str());
   const auto record = [&](const char* direction, const Size& size, const char* format, const char* frames,
                           double fps) {
     std::printf("  %-6s %-9s %-6s %-13s %9.1f fps\n", direction, SizeName(size).c_str(), format, frames, fps);
     std::fflush(stdout);
-    AppendSummaryLine(arguments.summary, direction, size, format, frames, "trvx.dll", path,
+    AppendSummaryLine(arguments.summary, direction, size, format, frames, side, path,
                       static_cast<int>(processors), fps);
   };
   for (const Size& size : kSizes) {
