@@ -1,6 +1,6 @@
 // Built with -mmmx. Calls no inline function from a header that another file could
 // share (the linker may keep any file's copy of one and run MMX code on a processor
-// without it): the pass template gets a type of this file.
+// without it): the pass and its word operations have internal linkage.
 #include "encoder/encoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
@@ -13,18 +13,7 @@ namespace {
 
 #define TRVX_INLINE inline __attribute__((always_inline))
 
-// Inlined, like the pass, so that the quads stay in registers.
-struct MmxOps {
-  using Vector = __m64;
-  TRVX_INLINE static __m64 AddS(__m64 a, __m64 b) { return _mm_adds_pi16(a, b); }
-  TRVX_INLINE static __m64 SubS(__m64 a, __m64 b) { return _mm_subs_pi16(a, b); }
-  TRVX_INLINE static __m64 MulHigh(__m64 a, __m64 b) { return _mm_mulhi_pi16(a, b); }
-  TRVX_INLINE static __m64 MulLow(__m64 a, __m64 b) { return _mm_mullo_pi16(a, b); }
-  TRVX_INLINE static __m64 Or(__m64 a, __m64 b) { return _mm_or_si64(a, b); }
-  TRVX_INLINE static __m64 ShiftLeft1(__m64 a) { return _mm_slli_pi16(a, 1); }
-  TRVX_INLINE static __m64 ShiftRight15(__m64 a) { return _mm_srli_pi16(a, 15); }
-};
-using Pass = ForwardDctPass<MmxOps>;
+using Pass = ForwardDctPass<MmxWords>;
 
 // The block as sixteen quads, two per row, from `in` to `out`: each 4x4 quarter is
 // transposed and the two off-diagonal quarters trade places.
