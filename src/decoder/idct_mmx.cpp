@@ -1,6 +1,6 @@
 // Built with -mmmx. Uses no inline function from a header but the file-local quad
-// access, cosine table and pass: the linker may keep this file's copy of one and run
-// MMX code on a processor without it.
+// access, cosine table, pass and transpose: the linker may keep this file's copy of
+// one and run MMX code on a processor without it.
 #include "decoder/decoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
@@ -8,25 +8,15 @@
 
 #include "decoder/idct_pass.h"
 #include "pixel/mmx_access.h"
+#include "pixel/transpose_mmx.h"
 
 namespace trvx {
 namespace {
 
-// The block as sixteen quads, two per row; transposes each 4x4 quarter and swaps the
-// off-diagonal two.
+// In place: into a copy, then back.
 void Transpose(__m64* q) {
   __m64 t[16];
-  for (int quarter = 0; quarter < 4; ++quarter) {
-    const int row = (quarter >> 1) * 4, half = quarter & 1;
-    const __m64* in = q + row * 2 + half;
-    const __m64 ab0 = _mm_unpacklo_pi16(in[0], in[2]), ab1 = _mm_unpackhi_pi16(in[0], in[2]);
-    const __m64 cd0 = _mm_unpacklo_pi16(in[4], in[6]), cd1 = _mm_unpackhi_pi16(in[4], in[6]);
-    __m64* out = t + half * 4 * 2 + (row >> 2);
-    out[0] = _mm_unpacklo_pi32(ab0, cd0);
-    out[2] = _mm_unpackhi_pi32(ab0, cd0);
-    out[4] = _mm_unpacklo_pi32(ab1, cd1);
-    out[6] = _mm_unpackhi_pi32(ab1, cd1);
-  }
+  TransposeWords8x8(q, t);
   // Quad stores: a copy the compiler picks writes dwords, which the next wide loads
   // cannot take from the store buffer.
   for (int i = 0; i < 16; ++i) StoreQuad(q + i, t[i]);
