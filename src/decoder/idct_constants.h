@@ -14,11 +14,13 @@ constexpr int16_t kValues[kConstantCount] = {
     46341 - 65536, 64277 - 65536, 12785, 60547 - 65536, 25080,
     54491 - 65536, 36410 - 65536, 2};
 
-// Each constant repeated across a vector of kLanes words, 128-byte aligned. Built on
-// first use and never again; two decoding threads may both build it, writing the
-// same values.
-template <class Vector, int kLanes>
-const Vector* Constants() {
+// Each constant repeated across a vector of Width (see pixel/word_ops.h), 128-byte
+// aligned. Built on first use and never again; two decoding threads may both build
+// it, writing the same values.
+template <class Width>
+const typename Width::Vector* Constants() {
+  using Vector = typename Width::Vector;
+  constexpr int kLanes = sizeof(Vector) / sizeof(int16_t);
   static int16_t area[kConstantCount * kLanes + 128 / sizeof(int16_t)];
   static int built = 0;
   auto* table = reinterpret_cast<int16_t*>((reinterpret_cast<uintptr_t>(area) + 127) & ~static_cast<uintptr_t>(127));

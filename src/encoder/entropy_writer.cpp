@@ -85,9 +85,7 @@ int32_t EntropyWriter::EncodeMcu(const BlockBuffer& blocks) {
   BlockCodes codes;
   for (uint32_t b = 0; CodesForBlock(b, codes); ++b) {
     const int16_t* block = blocks.Block(int(b));
-    int16_t& predictor = Predictor(codes.component);
-    const int16_t difference = int16_t(block[0] - predictor);
-    predictor = block[0];
+    const int16_t difference = DcDifference(codes.component, block[0]);
     const uint32_t category = MagnitudeSize(difference);
     if (category >= uint32_t(kDcCategoryCount)) return kEncodeMcuFailed;
     PutBits(codes.dc[category].code, codes.dc[category].length);

@@ -80,7 +80,12 @@ class EntropyWriter {
     cursor += sizeof bytes;
   }
   uint8_t*& Cursor() { return cursor_; }
-  int16_t& Predictor(int component) { return dcPredictors_[component]; }
+  // The DC's difference from its component's predictor, which then moves on to it.
+  int16_t DcDifference(int component, int16_t dc) {
+    const int16_t difference = int16_t(dc - dcPredictors_[component]);
+    dcPredictors_[component] = dc;
+    return difference;
+  }
   void ResetPredictors();
 
  private:

@@ -1,27 +1,28 @@
-// The vector forward DCTs' one-dimensional pass, written once. A kernel file includes
-// this after defining its primitives for its own register type; the template is then
-// compiled with that file's instruction set, and its internal-linkage argument keeps
-// every instance inside that file.
+// The one-dimensional pass of the MMX and SSE2 forward DCTs, written once over the
+// vector width. Only those two variant files include it, each built with its own
+// instruction set; everything here has internal linkage.
 #pragma once
 
 #include "encoder/encoder_kernels.h"
+#include "pixel/word_ops.h"
 
 namespace trvx {
+namespace {
 
-// The plain pass on every 16-bit lane of Ops::Vector: sums saturate where the plain
-// one wraps, which converter output (at most 1024 in magnitude) never reaches. Ops
-// gives AddS and SubS (saturating), MulHigh and MulLow (halves of the signed product),
-// Or, ShiftLeft1 and ShiftRight15 (logical); `k` holds the packed constants, one
-// register each, and rows of the pass lie `stride` registers apart.
-template <class Ops>
+// The plain pass on every word lane (four or eight columns at once): sums
+// saturate where the plain one wraps, which converter output (at most 1024 in
+// magnitude) never reaches. `k` holds the packed constants, one register each, and
+// rows of the pass lie `stride` registers apart.
+template <class Width>
 struct ForwardDctPass {
-  using V = typename Ops::Vector;
+  using V = typename Width::Vector;
+  using Ops = WordOps<Width>;
 
   // (x * c) >> 16, as the plain pass truncates it.
   __attribute__((always_inline)) static V High(V x, V c) { return Ops::MulHigh(x, c); }
   // (x * c) >> 15 exactly: the high half doubled plus the top bit of the low half.
   __attribute__((always_inline)) static V High15(V x, V c) {
-    return Ops::Or(Ops::ShiftLeft1(Ops::MulHigh(x, c)), Ops::ShiftRight15(Ops::MulLow(x, c)));
+    return Ops::Or(Ops::ShiftLeft(Ops::MulHigh(x, c), 1), Ops::ShiftRight(Ops::MulLow(x, c), 15));
   }
 
   __attribute__((always_inline)) static void Run(V* v, int stride, const V* k) {
@@ -60,4 +61,5 @@ struct ForwardDctPass {
   }
 };
 
+}  // namespace
 }  // namespace trvx

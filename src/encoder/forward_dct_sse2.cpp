@@ -1,6 +1,6 @@
 // Built with -msse2. Calls no inline function from a header that another file could
 // share (the linker may keep any file's copy of one and run SSE2 code on a processor
-// without it): the pass template gets a type of this file, the transpose is static.
+// without it): the pass, its word operations and the transpose have internal linkage.
 #include "encoder/encoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
@@ -12,21 +12,9 @@
 namespace trvx {
 namespace {
 
-#define TRVX_INLINE inline __attribute__((always_inline))
-
-// The MMX kernel's operations on whole rows: every lane sees the same saturating sums
-// and high-half products, so the results are the MMX kernel's bit for bit.
-struct Sse2Ops {
-  using Vector = __m128i;
-  TRVX_INLINE static __m128i AddS(__m128i a, __m128i b) { return _mm_adds_epi16(a, b); }
-  TRVX_INLINE static __m128i SubS(__m128i a, __m128i b) { return _mm_subs_epi16(a, b); }
-  TRVX_INLINE static __m128i MulHigh(__m128i a, __m128i b) { return _mm_mulhi_epi16(a, b); }
-  TRVX_INLINE static __m128i MulLow(__m128i a, __m128i b) { return _mm_mullo_epi16(a, b); }
-  TRVX_INLINE static __m128i Or(__m128i a, __m128i b) { return _mm_or_si128(a, b); }
-  TRVX_INLINE static __m128i ShiftLeft1(__m128i a) { return _mm_slli_epi16(a, 1); }
-  TRVX_INLINE static __m128i ShiftRight15(__m128i a) { return _mm_srli_epi16(a, 15); }
-};
-using Pass = ForwardDctPass<Sse2Ops>;
+// The MMX kernel's pass on whole rows: every lane sees the same saturating sums and
+// high-half products, so the results are the MMX kernel's bit for bit.
+using Pass = ForwardDctPass<Sse2Words>;
 
 }  // namespace
 
