@@ -87,7 +87,7 @@ int32_t EntropyWriter::EncodeMcu(const BlockBuffer& blocks) {
     const int16_t* block = blocks.Block(int(b));
     const int16_t difference = DcDifference(codes.component, block[0]);
     const uint32_t category = MagnitudeSize(difference);
-    if (category >= uint32_t(kDcCategoryCount)) return kEncodeMcuFailed;
+    if (category >= uint32_t(kDcCategories)) return kEncodeMcuFailed;
     PutBits(codes.dc[category].code, codes.dc[category].length);
     PutValue(difference, category);
 

@@ -92,7 +92,7 @@ int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
     const int16_t difference = DcDifference(codes.component, block[0]);
     uint32_t category = 0;
     const uint32_t bits = Amplitude(difference, category);
-    if (category >= uint32_t(kDcCategoryCount)) {
+    if (category >= uint32_t(kDcCategories)) {
       result = kEncodeMcuFailed;
       break;
     }

@@ -13,7 +13,6 @@ namespace trvx {
 // marks a symbol without a code (sizes above 10).
 constexpr int kHuffmanCodeTableEntries = 256;
 constexpr int kMaxAcSize = 10;
-constexpr int kDcCategoryCount = kDcCategories;
 
 constexpr uint32_t AcCodeIndex(uint32_t size, uint32_t run) { return size * 16 + run; }
 constexpr uint32_t CodeLength(uint32_t entry) { return entry >> 16; }
