@@ -41,11 +41,4 @@ int32_t InputY16Sse(const uint8_t* source, int16_t* samples, uint32_t rowStep) {
 }
 
 }  // namespace trvx
-#else
-namespace trvx {
-int32_t InputUyvySse(const uint8_t* s, int16_t* d, uint32_t r) { return InputUyvyPlain(s, d, r); }
-int32_t InputYuy2Sse(const uint8_t* s, int16_t* d, uint32_t r) { return InputYuy2Plain(s, d, r); }
-int32_t InputYvyuSse(const uint8_t* s, int16_t* d, uint32_t r) { return InputYvyuPlain(s, d, r); }
-int32_t InputY16Sse(const uint8_t* s, int16_t* d, uint32_t r) { return InputY16Plain(s, d, r); }
-}  // namespace trvx
 #endif

@@ -73,12 +73,4 @@ int32_t InputY16Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep) 
 }
 
 }  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t InputUyvySse2(const uint8_t* s, int16_t* d, uint32_t r) { return InputUyvyPlain(s, d, r); }
-int32_t InputYuy2Sse2(const uint8_t* s, int16_t* d, uint32_t r) { return InputYuy2Plain(s, d, r); }
-int32_t InputYvyuSse2(const uint8_t* s, int16_t* d, uint32_t r) { return InputYvyuPlain(s, d, r); }
-int32_t InputY16Sse2(const uint8_t* s, int16_t* d, uint32_t r) { return InputY16Plain(s, d, r); }
-}  // namespace trvx
 #endif

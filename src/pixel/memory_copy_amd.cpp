@@ -36,8 +36,4 @@ struct StreamingStores {
 void CopyAmd(void* dest, const void* src, std::size_t count) { QuadCopy<StreamingStores>(dest, src, count); }
 
 }  // namespace trvx
-#else
-namespace trvx {
-void CopyAmd(void* dest, const void* src, std::size_t count) { CopyPlain(dest, src, count); }
-}  // namespace trvx
 #endif

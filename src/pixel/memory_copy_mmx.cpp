@@ -32,9 +32,4 @@ void CopyMmx(void* dest, const void* src, std::size_t count) { QuadCopy<CachedSt
 void ClearMmxState() { _mm_empty(); }
 
 }  // namespace trvx
-#else
-namespace trvx {
-void CopyMmx(void* dest, const void* src, std::size_t count) { CopyPlain(dest, src, count); }
-void ClearMmxState() {}
-}  // namespace trvx
 #endif

@@ -11,10 +11,4 @@ int32_t OutputRgb24Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKer
 int32_t OutputRgb32Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKernels<MmxVectors>::Rgb32(d, s, r); }
 
 }  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t OutputRgb24Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputRgb24Plain(d, s, r); }
-int32_t OutputRgb32Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputRgb32Plain(d, s, r); }
-}  // namespace trvx
 #endif

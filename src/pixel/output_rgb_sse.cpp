@@ -22,10 +22,4 @@ int32_t OutputRgb24Sse(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKer
 int32_t OutputRgb32Sse(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKernels<SseVectors>::Rgb32(d, s, r); }
 
 }  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t OutputRgb24Sse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputRgb24Plain(d, s, r); }
-int32_t OutputRgb32Sse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputRgb32Plain(d, s, r); }
-}  // namespace trvx
 #endif

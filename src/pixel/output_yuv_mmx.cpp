@@ -20,12 +20,4 @@ int32_t OutputYvyuMmx(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKern
 int32_t OutputY16Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKernels<QuadStores>::Y16(d, s, r); }
 
 }  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t OutputUyvyMmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputUyvyPlain(d, s, r); }
-int32_t OutputYuy2Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYuy2Plain(d, s, r); }
-int32_t OutputYvyuMmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYvyuPlain(d, s, r); }
-int32_t OutputY16Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputY16Plain(d, s, r); }
-}  // namespace trvx
 #endif

@@ -66,12 +66,4 @@ int32_t OutputY16Sse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
 }
 
 }  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t OutputUyvySse2(uint8_t* d, const int16_t* s, uint32_t r) { return OutputUyvyPlain(d, s, r); }
-int32_t OutputYuy2Sse2(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYuy2Plain(d, s, r); }
-int32_t OutputYvyuSse2(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYvyuPlain(d, s, r); }
-int32_t OutputY16Sse2(uint8_t* d, const int16_t* s, uint32_t r) { return OutputY16Plain(d, s, r); }
-}  // namespace trvx
 #endif
