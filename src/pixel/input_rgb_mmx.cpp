@@ -69,15 +69,8 @@ void ConvertRows(const uint8_t* source, int16_t* samples, uint32_t rowStep) {
 
 }  // namespace
 
-int32_t InputRgb24Mmx(const uint8_t* source, int16_t* samples, uint32_t rowStep) {
-  ConvertRows<3>(source, samples, rowStep);
-  return 0;
-}
-
-int32_t InputRgb32Mmx(const uint8_t* source, int16_t* samples, uint32_t rowStep) {
-  ConvertRows<4>(source, samples, rowStep);
-  return 0;
-}
+int32_t InputRgb24Mmx(const uint8_t* s, int16_t* d, uint32_t r) { return ConvertRows<3>(s, d, r), 0; }
+int32_t InputRgb32Mmx(const uint8_t* s, int16_t* d, uint32_t r) { return ConvertRows<4>(s, d, r), 0; }
 
 }  // namespace trvx
 #endif
