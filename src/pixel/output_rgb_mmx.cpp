@@ -7,8 +7,7 @@
 
 namespace trvx {
 
-int32_t OutputRgb24Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKernels<MmxVectors>::Rgb24(d, s, r); }
-int32_t OutputRgb32Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKernels<MmxVectors>::Rgb32(d, s, r); }
+TRVX_OUTPUT_RGB_KERNELS(Mmx, MmxVectors)
 
 }  // namespace trvx
 #endif

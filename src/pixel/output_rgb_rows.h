@@ -1,6 +1,6 @@
 // The RGB kernels of the MMX, SSE and SSE2 paths (samples x 16), written once over a
-// vector policy: they differ in vector width, in how chroma is doubled and in how they
-// store. Only those variant files include it; everything here has internal linkage.
+// vector policy for width, chroma doubling and stores. Only those files include it; all
+// here has internal linkage but the kernels its closing macro defines in each.
 #pragma once
 
 #include <cstdint>
@@ -92,7 +92,7 @@ __attribute__((always_inline)) inline void StoreBgr24(uint8_t* out, const Pixels
 }
 
 template <class V, int BytesPerPixel>
-void ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
+int32_t ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
   constexpr int kGroupPixels = 2 * V::kWords, kVectorBytes = 2 * V::kWords;
   for (int row = 0; row < 8; ++row, dest -= rowStep) {
     const int16_t* line = samples + row * 8;
@@ -109,14 +109,14 @@ void ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
       }
     }
   }
+  return 0;
 }
-
-// The two depths' kernels for a policy.
-template <class V>
-struct RgbKernels {
-  static int32_t Rgb24(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<V, 3>(d, s, r), 0; }
-  static int32_t Rgb32(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<V, 4>(d, s, r), 0; }
-};
 
 }  // namespace
 }  // namespace trvx
+
+// Defines a variant file's two kernels, OutputRgb24<Set> and OutputRgb32<Set>, for its
+// policy V.
+#define TRVX_OUTPUT_RGB_KERNELS(Set, V)                                                                     \
+  int32_t OutputRgb24##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<V, 3>(d, s, r); } \
+  int32_t OutputRgb32##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<V, 4>(d, s, r); }

@@ -12,14 +12,13 @@ namespace trvx {
 namespace {
 
 struct SseVectors : MmxVectors {
-  static Halves<MmxVectors> Doubled(__m64 v) { return {_mm_shuffle_pi16(v, 0x50), _mm_shuffle_pi16(v, 0xFA)}; }
   static void Store(uint8_t* p, __m64 value) { _mm_stream_pi(reinterpret_cast<__m64*>(p), value); }
+  static Halves<MmxVectors> Doubled(__m64 v) { return {_mm_shuffle_pi16(v, 0x50), _mm_shuffle_pi16(v, 0xFA)}; }
 };
 
 }  // namespace
 
-int32_t OutputRgb24Sse(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKernels<SseVectors>::Rgb24(d, s, r); }
-int32_t OutputRgb32Sse(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKernels<SseVectors>::Rgb32(d, s, r); }
+TRVX_OUTPUT_RGB_KERNELS(Sse, SseVectors)
 
 }  // namespace trvx
 #endif

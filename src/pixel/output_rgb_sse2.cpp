@@ -55,8 +55,7 @@ struct Sse2Vectors {
 
 }  // namespace
 
-int32_t OutputRgb24Sse2(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKernels<Sse2Vectors>::Rgb24(d, s, r); }
-int32_t OutputRgb32Sse2(uint8_t* d, const int16_t* s, uint32_t r) { return RgbKernels<Sse2Vectors>::Rgb32(d, s, r); }
+TRVX_OUTPUT_RGB_KERNELS(Sse2, Sse2Vectors)
 
 }  // namespace trvx
 #endif
