@@ -69,21 +69,8 @@ void ConvertRows(const uint8_t* source, int16_t* samples, uint32_t rowStep) {
 
 }  // namespace
 
-int32_t InputRgb24Mmx(const uint8_t* source, int16_t* samples, uint32_t rowStep) {
-  ConvertRows<3>(source, samples, rowStep);
-  return 0;
-}
+int32_t InputRgb24Mmx(const uint8_t* s, int16_t* d, uint32_t r) { return ConvertRows<3>(s, d, r), 0; }
+int32_t InputRgb32Mmx(const uint8_t* s, int16_t* d, uint32_t r) { return ConvertRows<4>(s, d, r), 0; }
 
-int32_t InputRgb32Mmx(const uint8_t* source, int16_t* samples, uint32_t rowStep) {
-  ConvertRows<4>(source, samples, rowStep);
-  return 0;
-}
-
-}  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t InputRgb24Mmx(const uint8_t* s, int16_t* d, uint32_t r) { return InputRgb24Plain(s, d, r); }
-int32_t InputRgb32Mmx(const uint8_t* s, int16_t* d, uint32_t r) { return InputRgb32Plain(s, d, r); }
 }  // namespace trvx
 #endif

@@ -118,10 +118,4 @@ int32_t InputRgb32Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep
 }
 
 }  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t InputRgb24Sse2(const uint8_t* s, int16_t* d, uint32_t r) { return InputRgb24Plain(s, d, r); }
-int32_t InputRgb32Sse2(const uint8_t* s, int16_t* d, uint32_t r) { return InputRgb32Plain(s, d, r); }
-}  // namespace trvx
 #endif

@@ -13,6 +13,12 @@ namespace trvx {
 namespace {
 
 struct StreamingStores {
+  // Non-temporal stores keep a frame-sized copy from evicting the working set.
+  static void Store(uint8_t* d, __m64 r) { _mm_stream_pi(reinterpret_cast<__m64*>(d), r); }
+  static void Finish() {
+    _mm_sfence();
+    _mm_empty();
+  }
   // One read per 128 bytes, from the block's end down, caches the block before the
   // streaming stores start.
   static uint32_t Touch(const uint8_t* in) {
@@ -23,21 +29,11 @@ struct StreamingStores {
     }
     return touched;
   }
-  // Non-temporal stores keep a frame-sized copy from evicting the working set.
-  static void Store(uint8_t* d, __m64 r) { _mm_stream_pi(reinterpret_cast<__m64*>(d), r); }
-  static void Finish() {
-    _mm_sfence();
-    _mm_empty();
-  }
 };
 
 }  // namespace
 
 void CopyAmd(void* dest, const void* src, std::size_t count) { QuadCopy<StreamingStores>(dest, src, count); }
 
-}  // namespace trvx
-#else
-namespace trvx {
-void CopyAmd(void* dest, const void* src, std::size_t count) { CopyPlain(dest, src, count); }
 }  // namespace trvx
 #endif

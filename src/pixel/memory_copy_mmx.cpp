@@ -12,6 +12,8 @@ namespace trvx {
 namespace {
 
 struct CachedStores {
+  __attribute__((no_sanitize("alignment"))) static void Store(uint8_t* d, __m64 r) { StoreQuad(d, r); }
+  static void Finish() { _mm_empty(); }
   // Two reads per 64 bytes pull the whole block into the cache before the copy.
   static uint32_t Touch(const uint8_t* in) {
     uint32_t touched = 0;
@@ -21,8 +23,6 @@ struct CachedStores {
     }
     return touched;
   }
-  __attribute__((no_sanitize("alignment"))) static void Store(uint8_t* d, __m64 r) { StoreQuad(d, r); }
-  static void Finish() { _mm_empty(); }
 };
 
 }  // namespace
@@ -31,10 +31,5 @@ void CopyMmx(void* dest, const void* src, std::size_t count) { QuadCopy<CachedSt
 
 void ClearMmxState() { _mm_empty(); }
 
-}  // namespace trvx
-#else
-namespace trvx {
-void CopyMmx(void* dest, const void* src, std::size_t count) { CopyPlain(dest, src, count); }
-void ClearMmxState() {}
 }  // namespace trvx
 #endif

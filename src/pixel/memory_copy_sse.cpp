@@ -23,8 +23,4 @@ struct SseLanes {
 void CopySse(void* dest, const void* src, std::size_t count) { StreamingCopy<SseLanes>(dest, src, count); }
 
 }  // namespace trvx
-#else
-namespace trvx {
-void CopySse(void* dest, const void* src, std::size_t count) { CopyPlain(dest, src, count); }
-}  // namespace trvx
 #endif

@@ -23,8 +23,4 @@ struct Sse2Lanes {
 void CopySse2(void* dest, const void* src, std::size_t count) { StreamingCopy<Sse2Lanes>(dest, src, count); }
 
 }  // namespace trvx
-#else
-namespace trvx {
-void CopySse2(void* dest, const void* src, std::size_t count) { CopyPlain(dest, src, count); }
-}  // namespace trvx
 #endif

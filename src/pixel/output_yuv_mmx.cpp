@@ -14,18 +14,7 @@ struct QuadStores {
 
 }  // namespace
 
-int32_t OutputUyvyMmx(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKernels<QuadStores>::Uyvy(d, s, r); }
-int32_t OutputYuy2Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKernels<QuadStores>::Yuy2(d, s, r); }
-int32_t OutputYvyuMmx(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKernels<QuadStores>::Yvyu(d, s, r); }
-int32_t OutputY16Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKernels<QuadStores>::Y16(d, s, r); }
+TRVX_OUTPUT_YUV_KERNELS(Mmx, QuadStores)
 
-}  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t OutputUyvyMmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputUyvyPlain(d, s, r); }
-int32_t OutputYuy2Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYuy2Plain(d, s, r); }
-int32_t OutputYvyuMmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYvyuPlain(d, s, r); }
-int32_t OutputY16Mmx(uint8_t* d, const int16_t* s, uint32_t r) { return OutputY16Plain(d, s, r); }
 }  // namespace trvx
 #endif

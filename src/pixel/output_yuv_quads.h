@@ -1,6 +1,6 @@
 // The packed and blocked YUV kernels of the MMX and SSE paths (samples x 16), written
-// once: the two differ only in how they store. Only those variant files include it,
-// each built with its own instruction set; everything here has internal linkage.
+// once: the two differ only in how they store. Only those variant files include it; all
+// here has internal linkage but the kernels its closing macro defines in each.
 #pragma once
 
 #include <mmintrin.h>
@@ -22,7 +22,7 @@ __m64 ToBytes(const int16_t* samples) {
 }
 
 template <class Stores, Layout L>
-void ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
+int32_t ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
   for (int row = 0; row < 8; ++row, dest += rowStep, samples += 8) {
     const __m64 left = ToBytes(samples);
     const __m64 right = ToBytes(samples + 64);
@@ -52,16 +52,16 @@ void ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
       Stores::Store(dest + 24, _mm_unpackhi_pi8(right, pairsRight));
     }
   }
+  return 0;
 }
-
-// The four layouts' kernels for a store policy (Store(p, quad)).
-template <class Stores>
-struct YuvKernels {
-  static int32_t Uyvy(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<Stores, Layout::Uyvy>(d, s, r), 0; }
-  static int32_t Yuy2(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<Stores, Layout::Yuy2>(d, s, r), 0; }
-  static int32_t Yvyu(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<Stores, Layout::Yvyu>(d, s, r), 0; }
-  static int32_t Y16(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<Stores, Layout::Y16>(d, s, r), 0; }
-};
 
 }  // namespace
 }  // namespace trvx
+
+// Defines a variant file's four kernels, OutputUyvy<Set> and the rest, for its store
+// policy S (Store(p, quad)).
+#define TRVX_OUTPUT_YUV_KERNELS(Set, S)                                                                               \
+  int32_t OutputUyvy##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<S, Layout::Uyvy>(d, s, r); } \
+  int32_t OutputYuy2##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<S, Layout::Yuy2>(d, s, r); } \
+  int32_t OutputYvyu##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<S, Layout::Yvyu>(d, s, r); } \
+  int32_t OutputY16##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<S, Layout::Y16>(d, s, r); }

@@ -17,21 +17,9 @@ struct StreamingStores {
 
 }  // namespace
 
-int32_t OutputUyvySse(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKernels<StreamingStores>::Uyvy(d, s, r); }
-int32_t OutputYuy2Sse(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKernels<StreamingStores>::Yuy2(d, s, r); }
-int32_t OutputYvyuSse(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKernels<StreamingStores>::Yvyu(d, s, r); }
-int32_t OutputY16Sse(uint8_t* d, const int16_t* s, uint32_t r) { return YuvKernels<StreamingStores>::Y16(d, s, r); }
+TRVX_OUTPUT_YUV_KERNELS(Sse, StreamingStores)
 
 void FenceStreamingStores() { _mm_sfence(); }
 
-}  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t OutputUyvySse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputUyvyPlain(d, s, r); }
-int32_t OutputYuy2Sse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYuy2Plain(d, s, r); }
-int32_t OutputYvyuSse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYvyuPlain(d, s, r); }
-int32_t OutputY16Sse(uint8_t* d, const int16_t* s, uint32_t r) { return OutputY16Plain(d, s, r); }
-void FenceStreamingStores() {}
 }  // namespace trvx
 #endif

@@ -45,33 +45,10 @@ void ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
 
 }  // namespace
 
-int32_t OutputUyvySse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
-  ConvertRows<Layout::Uyvy>(dest, samples, rowStep);
-  return 0;
-}
+int32_t OutputUyvySse2(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<Layout::Uyvy>(d, s, r), 0; }
+int32_t OutputYuy2Sse2(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<Layout::Yuy2>(d, s, r), 0; }
+int32_t OutputYvyuSse2(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<Layout::Yvyu>(d, s, r), 0; }
+int32_t OutputY16Sse2(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<Layout::Y16>(d, s, r), 0; }
 
-int32_t OutputYuy2Sse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
-  ConvertRows<Layout::Yuy2>(dest, samples, rowStep);
-  return 0;
-}
-
-int32_t OutputYvyuSse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
-  ConvertRows<Layout::Yvyu>(dest, samples, rowStep);
-  return 0;
-}
-
-int32_t OutputY16Sse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
-  ConvertRows<Layout::Y16>(dest, samples, rowStep);
-  return 0;
-}
-
-}  // namespace trvx
-#else
-// Off x86 DetectProcessor gives 0 and these are never chosen; they keep the link whole.
-namespace trvx {
-int32_t OutputUyvySse2(uint8_t* d, const int16_t* s, uint32_t r) { return OutputUyvyPlain(d, s, r); }
-int32_t OutputYuy2Sse2(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYuy2Plain(d, s, r); }
-int32_t OutputYvyuSse2(uint8_t* d, const int16_t* s, uint32_t r) { return OutputYvyuPlain(d, s, r); }
-int32_t OutputY16Sse2(uint8_t* d, const int16_t* s, uint32_t r) { return OutputY16Plain(d, s, r); }
 }  // namespace trvx
 #endif

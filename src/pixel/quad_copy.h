@@ -14,8 +14,8 @@ namespace {
 
 using UnalignedWord = uint32_t __attribute__((aligned(1), may_alias));
 
-// Stores: Touch (the reads before a block's copy), Store (one quad) and Finish
-// (after the last block).
+// Stores: Store (one quad), Finish (after the last block) and Touch (the reads that
+// cache a block before its copy).
 template <class Stores>
 __attribute__((no_sanitize("alignment")))  // the sanitiser wants 8-byte alignment for unaligned quads
 void QuadCopy(void* dest, const void* src, std::size_t count) {
