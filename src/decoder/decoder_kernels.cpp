@@ -15,8 +15,10 @@ DecoderKernels SelectDecoderKernels(int32_t processorFlag) {
       return {ReconstructMmx};
     case kProcessorIntelSse2:
       return {ReconstructSse2};
+    case kProcessorAmdSse2:
+      // The plain path's arithmetic, in SSE2.
+      return {ReconstructPlainSse2};
     default:
-      // AMD with SSE2 (159) deliberately takes the plain path too.
       break;
   }
 #else

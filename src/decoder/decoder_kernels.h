@@ -26,8 +26,9 @@ struct DecoderKernels {
 DecoderKernels SelectDecoderKernels(int32_t processorFlag);
 
 // Two-dimensional inverse DCT in place. Plain leaves samples x8, the vector
-// variants x16.
+// variants x16; PlainSse2 is the plain one's arithmetic in SSE2, word for word.
 void ReconstructPlain(McuWorkspace& workspace);
+void ReconstructPlainSse2(McuWorkspace& workspace);
 void ReconstructMmx(McuWorkspace& workspace);
 void ReconstructSse2(McuWorkspace& workspace);
 

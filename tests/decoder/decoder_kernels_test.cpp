@@ -37,14 +37,32 @@ struct Mcu {
 };
 
 TEST(DecoderKernelSelection, FollowsProcessorClass) {
-  std::vector<std::pair<int32_t, ReconstructKernel>> cases = {{kProcessorPlain, ReconstructPlain},
-                                                              {kProcessorAmdSse2, ReconstructPlain}};
+  std::vector<std::pair<int32_t, ReconstructKernel>> cases = {{kProcessorPlain, ReconstructPlain}};
 #if defined(__i386__) || defined(__x86_64__)
+  cases.push_back({kProcessorAmdSse2, ReconstructPlainSse2});
   cases.push_back({kProcessorAmdMmx, ReconstructMmx});
   cases.push_back({kProcessorAmdMmxExtensions, ReconstructMmx});
   cases.push_back({kProcessorIntelSse2, ReconstructSse2});
 #endif
   for (const auto& [flag, expected] : cases) EXPECT_TRUE(SelectDecoderKernels(flag).reconstruct == expected) << flag;
+}
+
+// Class 159 must give class 0's samples: every word of every block, wrapped where the
+// plain sums leave 16 bits, with MCUs of every size and the blocks past the MCU left.
+TEST(Idct, AmdSse2PathGivesThePlainWordsForEveryBlock) {
+  if (!test::AmdSse2PathRuns()) GTEST_SKIP() << "no SSE2";
+  const ReconstructKernel plain = SelectDecoderKernels(kProcessorPlain).reconstruct;
+  const ReconstructKernel twin = SelectDecoderKernels(kProcessorAmdSse2).reconstruct;
+  test::TwinBlocks blocks(1 << 21);
+  Mcu expected, actual;
+  for (int round = 0; blocks.Next(expected.workspace.Block(0)); ++round) {
+    for (int b = 1; b < kMaxBlocksPerMcu; ++b) blocks.Next(expected.workspace.Block(b));
+    expected.workspace.blocksPerMcu = actual.workspace.blocksPerMcu = uint16_t(round % 4 ? 8 : round % 11);
+    actual.Load(expected.Contents());
+    plain(expected.workspace);
+    twin(actual.workspace);
+    ASSERT_EQ(actual.Contents(), expected.Contents()) << "round " << round;
+  }
 }
 
 TEST(Idct, PlainTruncatesTheDc) {

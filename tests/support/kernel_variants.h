@@ -1,6 +1,6 @@
 // What the kernel tests share: which variants this build and processor can run, the
-// zig-zag order, and a generator that gives the same numbers on every standard
-// library, unlike the distributions.
+// zig-zag order, a generator that gives the same numbers on every standard library,
+// unlike the distributions, and the blocks a kernel and its exact twin must agree on.
 #pragma once
 
 #include <cstdint>
@@ -53,6 +53,71 @@ struct Lcg {
     state = state * 1664525u + 1013904223u;
     return low + static_cast<int>((state >> 8) % static_cast<uint32_t>(high - low + 1));
   }
+};
+
+// Class 159 runs SSE2 twins of the plain kernels on x86, the plain kernels elsewhere.
+inline bool AmdSse2PathRuns() {
+#if defined(__i386__) || defined(__x86_64__)
+  return __builtin_cpu_supports("sse2");
+#else
+  return true;
+#endif
+}
+
+// Blocks of 64 words, one after the other: first every extreme pattern (one value
+// everywhere, signs alternating by row, by column and both, one extreme coefficient
+// at each position, the DC alone at every value), then `randomBlocks` random ones of
+// full-range, extreme, small or sparse values, with rows or columns 4..7, a single
+// row or column, or all but the DC cleared, so that each shortcut a twin may take is
+// met both ways.
+class TwinBlocks {
+ public:
+  explicit TwinBlocks(long randomBlocks) : randomLeft_(randomBlocks) {}
+
+  // The next block into `block`; false when all have been given.
+  bool Next(int16_t* block) {
+    static constexpr int16_t kExtremes[] = {-32768, -32767, -16384, -1024, -1, 1, 1023, 16384, 32766, 32767};
+    constexpr int kPatterns = 4 * 10, kSingles = 64 * 10, kDcs = 65536;
+    for (int i = 0; i < 64; ++i) block[i] = 0;
+    const long n = structured_++;
+    if (n < kPatterns) {
+      const int16_t value = kExtremes[n / 4];
+      for (int i = 0; i < 64; ++i) {
+        const bool flip = (n % 4 == 1 && i / 8 % 2) || (n % 4 == 2 && i % 2) || (n % 4 == 3 && (i / 8 + i) % 2);
+        block[i] = flip ? int16_t(-1 - value) : value;
+      }
+    } else if (n < kPatterns + kSingles) {
+      block[(n - kPatterns) % 64] = kExtremes[(n - kPatterns) / 64];
+    } else if (n < kPatterns + kSingles + kDcs) {
+      block[0] = int16_t(n - kPatterns - kSingles - 32768);
+    } else if (randomLeft_-- > 0) {
+      const int kind = random_.Next(0, 3);
+      for (int i = 0; i < 64; ++i) {
+        const int word = random_.Next(-32768, 32767);
+        block[i] = int16_t(kind == 0   ? word
+                           : kind == 1 ? kExtremes[random_.Next(0, 9)] * (random_.Next(0, 3) != 0)
+                           : kind == 2 ? word % 1025
+                                       : word * (random_.Next(0, 4) == 0));
+      }
+      const bool lowRows = random_.Next(0, 2) == 0, lowColumns = random_.Next(0, 2) == 0;
+      const bool dcOnly = random_.Next(0, 15) == 0;
+      const int row = random_.Next(0, 15), column = random_.Next(0, 15);  // cleared when below 8
+      for (int i = 0; i < 64; ++i) {
+        if ((lowRows && i / 8 >= 4) || (lowColumns && i % 8 >= 4) || (dcOnly && i != 0) || i / 8 == row ||
+            i % 8 == column) {
+          block[i] = 0;
+        }
+      }
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+ private:
+  long structured_ = 0;
+  long randomLeft_;
+  Lcg random_{2718};
 };
 
 }  // namespace trvx::test
