@@ -83,8 +83,10 @@ EncoderKernels SelectEncoderKernels(int32_t processorFlag) {
       return {ForwardDctMmx, ZigzagSse, QuantiseMmx, true};
     case kProcessorIntelSse2:
       return {ForwardDctSse2, ZigzagSse, QuantiseSse2, true};
+    case kProcessorAmdSse2:
+      // The plain path's arithmetic, in SSE2; any zig-zag kernel moves the same words.
+      return {ForwardDctPlainSse2, ZigzagSse, QuantisePlainSse2, false};
     default:
-      // AMD with SSE2 (159) deliberately takes the plain path too.
       break;
   }
 #else

@@ -58,8 +58,10 @@ enum PackedDctConstant {
 const int16_t* PackedDctConstants();
 
 // Two-dimensional forward DCT in place on every block: columns, then rows. Input and
-// output are eight times their true values.
+// output are eight times their true values. PlainSse2 gives the plain kernel's words
+// exactly, from the same table.
 void ForwardDctPlain(BlockBuffer& blocks);
+void ForwardDctPlainSse2(BlockBuffer& blocks);
 void ForwardDctMmx(BlockBuffer& blocks);
 void ForwardDctSse2(BlockBuffer& blocks);  // the MMX results, eight lanes at a time
 
@@ -71,8 +73,9 @@ void ZigzagSse(BlockBuffer& blocks);  // pshufw: MMX with the SSE integer extens
 // reciprocals: the first H1 x V1 blocks with reciprocals 0..63, the rest with
 // 64..127. Plain rounds and faults unless quantTableCount is 2; the vector variants
 // truncate (one lower at most) and do nothing unless it is 2. SSE2 needs 16-byte
-// aligned reciprocals.
+// aligned reciprocals. PlainSse2 gives the plain kernel's words and fault exactly.
 void QuantisePlain(const FrameDescription& description, BlockBuffer& blocks);
+void QuantisePlainSse2(const FrameDescription& description, BlockBuffer& blocks);
 void QuantiseMmx(const FrameDescription& description, BlockBuffer& blocks);
 void QuantiseSse2(const FrameDescription& description, BlockBuffer& blocks);
 

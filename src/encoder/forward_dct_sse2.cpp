@@ -1,13 +1,14 @@
 // Built with -msse2. Calls no inline function from a header that another file could
 // share (the linker may keep any file's copy of one and run SSE2 code on a processor
-// without it): the pass, its word operations and the transpose have internal linkage.
+// without it): the pass, its word operations, the block walk and the transpose have
+// internal linkage.
 #include "encoder/encoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
 #include <emmintrin.h>
 
+#include "encoder/block_walks_sse2.h"
 #include "encoder/forward_dct_pass.h"
-#include "pixel/transpose_sse2.h"
 
 namespace trvx {
 namespace {
@@ -26,19 +27,8 @@ void ForwardDctSse2(BlockBuffer& blocks) {
   const int16_t* packed = PackedDctConstants();
   __m128i constants[kDctConstantCount];
   for (int i = 0; i < kDctConstantCount; ++i) constants[i] = _mm_set1_epi16(packed[i * kPackedDctLanes]);
-  int count = blocks.blocksPerMcu;
-  if (count > kMaxBlocksPerMcu) count = kMaxBlocksPerMcu;
-  for (int b = 0; b < count; ++b) {
-    auto* rows = reinterpret_cast<__m128i*>(blocks.coefficients + b * kBlockCoefficients);
-    __m128i v[8];
-    for (int i = 0; i < 8; ++i) v[i] = _mm_load_si128(rows + i);
-    // Down the columns, then along the rows as the columns of the transpose.
-    Pass::Run(v, 1, constants);
-    TransposeWords8x8(v);
-    Pass::Run(v, 1, constants);
-    TransposeWords8x8(v);
-    for (int i = 0; i < 8; ++i) _mm_store_si128(rows + i, v[i]);
-  }
+  const auto pass = [&constants](__m128i* v) __attribute__((always_inline)) { Pass::Run(v, 1, constants); };
+  ForwardDctBlocks(blocks, pass);
 }
 
 }  // namespace trvx

@@ -69,8 +69,9 @@ std::vector<Words> SampleMcus() {
 
 TEST(EncoderKernelSelection, FollowsProcessorClassWithPageAlignedTables) {
   const EncoderKernels plain = {ForwardDctPlain, ZigzagPlain, QuantisePlain, false};
-  std::vector<std::pair<int32_t, EncoderKernels>> cases = {{0, plain}, {159, plain}};
+  std::vector<std::pair<int32_t, EncoderKernels>> cases = {{0, plain}};
 #if defined(__i386__) || defined(__x86_64__)
+  cases.push_back({159, {ForwardDctPlainSse2, ZigzagSse, QuantisePlainSse2, false}});
   cases.push_back({1, {ForwardDctMmx, ZigzagPlain, QuantiseMmx, true}});
   cases.push_back({135, {ForwardDctMmx, ZigzagSse, QuantiseMmx, true}});
   cases.push_back({31, {ForwardDctSse2, ZigzagSse, QuantiseSse2, true}});
@@ -144,6 +145,25 @@ TEST(ForwardDct, Sse2IdenticalToMmxAlsoWhereSumsSaturate) {
 #endif
 }
 
+// Class 159 must give class 0's words for every block, including where the plain
+// sums wrap; blocks past the MCU stay as they were.
+TEST(ForwardDct, AmdSse2PathGivesThePlainWordsForEveryBlock) {
+  if (!test::AmdSse2PathRuns()) GTEST_SKIP() << "no SSE2";
+  const ForwardDctKernel plain = SelectEncoderKernels(kProcessorPlain).fdct;
+  const ForwardDctKernel twin = SelectEncoderKernels(kProcessorAmdSse2).fdct;
+  test::TwinBlocks blocks(1 << 21);
+  Mcu expected({}), actual({});
+  for (int round = 0; blocks.Next(expected.blocks.Block(0)); ++round) {
+    for (int b = 1; b < kMaxBlocksPerMcu; ++b) blocks.Next(expected.blocks.Block(b));
+    expected.blocks.blocksPerMcu = actual.blocks.blocksPerMcu = uint16_t(round % 4 ? 8 : round % 11);
+    const Words input = expected.Contents(kMaxBlocksPerMcu * 64);
+    actual.Load(input);
+    plain(expected.blocks);
+    twin(actual.blocks);
+    ASSERT_EQ(actual.Contents(kMaxBlocksPerMcu * 64), expected.Contents(kMaxBlocksPerMcu * 64)) << "round " << round;
+  }
+}
+
 TEST(Zigzag, EveryVariantWalksTheAntiDiagonals) {
   const std::vector<int> natural = test::ZigzagToNatural();
   for (const Path& path : Paths()) {
@@ -206,6 +226,51 @@ TEST(Quantise, VectorResultEqualsPlainOrOneLess) {
     }
     EXPECT_EQ(other, 0) << paths[p].name;
     EXPECT_NEAR(double(lower) / total, 1.0 / 16, 0.005) << paths[p].name;
+  }
+}
+
+// Class 159 must round every coefficient as class 0 does with every reciprocal the
+// tables make and the extremes; take the tables by block for any sampling, at any
+// alignment; and fault alike on a table count other than two.
+TEST(Quantise, AmdSse2PathGivesThePlainWordsForEveryCoefficient) {
+  if (!test::AmdSse2PathRuns()) GTEST_SKIP() << "no SSE2";
+  const QuantiseKernel plain = SelectEncoderKernels(kProcessorPlain).quantise;
+  const QuantiseKernel twin = SelectEncoderKernels(kProcessorAmdSse2).quantise;
+  std::vector<uint16_t> entries(256);
+  for (int q = 0; q < 256; ++q) entries[q] = uint16_t(q);
+  Words values(256);
+  BuildReciprocals(entries.data(), values.data(), 256);
+  values.insert(values.end(), {-32768, -32767, -1, 0, 1, 32767});
+  Words tables(2 * kBlockSize + 1);
+  Mcu expected({}), actual({});
+  for (std::size_t round = 0; round < values.size() + 16; ++round) {
+    // One reciprocal everywhere; then mixed tables a word off alignment and mixed sampling.
+    const bool mixed = round >= values.size();
+    test::Lcg random{uint32_t(round)};
+    for (int16_t& r : tables) r = mixed ? values[random.Next(0, int(values.size()) - 1)] : values[round];
+    uint8_t sampling[kSamplingFactorCount] = {2, 2, 2, 1, 2, 1};  // eight blocks, both tables
+    if (mixed) {
+      for (uint8_t& factor : sampling) factor = uint8_t(random.Next(0, 3));
+    }
+    for (Mcu* mcu : {&expected, &actual}) {
+      mcu->description.reciprocals = tables.data() + mixed;
+      std::copy(sampling, sampling + kSamplingFactorCount, mcu->description.sampling);
+    }
+    for (int start = -32768; start < 32768; start += kMaxBlocksPerMcu * 64) {
+      Words input(kMaxBlocksPerMcu * 64);
+      for (std::size_t i = 0; i < input.size(); ++i) input[i] = int16_t(start + int(i));
+      expected.Load(input);
+      actual.Load(input);
+      plain(expected.description, expected.blocks);
+      twin(actual.description, actual.blocks);
+      ASSERT_EQ(actual.Contents(int(input.size())), expected.Contents(int(input.size()))) << round << " " << start;
+    }
+  }
+  for (uint8_t count : {0, 1, 3, 255}) {
+    Mcu mcu(Words(kMcu, 1000));
+    mcu.description.quantTableCount = count;
+    EXPECT_EQ(RunGuarded([&]() -> int32_t { return twin(mcu.description, mcu.blocks), 0; }), kFaultResult);
+    EXPECT_EQ(mcu.Contents(), Words(kMcu, 1000));
   }
 }
 
