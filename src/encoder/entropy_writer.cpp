@@ -129,6 +129,8 @@ std::unique_ptr<EntropyWriter> MakeEntropyWriter(int32_t processorFlag) {
 #if defined(__i386__) || defined(__x86_64__)
     case kProcessorIntelSse2:
       return std::make_unique<EntropyWriterMmx>(NonZeroCoefficientMaskSse2);
+    case kProcessorAmdSse2:
+      return std::make_unique<EntropyWriterPlainSse2>();
 #endif
     case kProcessorAmdMmx:
     case kProcessorIntelMmx:

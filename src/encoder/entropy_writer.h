@@ -104,24 +104,46 @@ class EntropyWriter {
   int16_t dcPredictors_[3] = {};
 };
 
-// Processor classes with MMX: a 64-bit accumulator emptied four bytes at a time.
-// Emits the same symbols as the base class but pads the last byte with 0-bits.
-class EntropyWriterMmx final : public EntropyWriter {
+// A 64-bit accumulator emptied four bytes at a time, and a kernel that finds the
+// non-zero coefficients: the base class's symbols for less work.
+class EntropyWriterWide : public EntropyWriter {
  public:
-  explicit EntropyWriterMmx(NonZeroMaskKernel nonZeroMask = NonZeroCoefficientMask);
   int32_t EncodeMcu(const BlockBuffer& blocks) override;
   void Flush() override;
 
+ protected:
+  // plainBytes: the base class's bytes exactly (EntropyWriterPlainSse2).
+  EntropyWriterWide(NonZeroMaskKernel nonZeroMask, bool plainBytes);
+
  private:
   struct BitSink;
+  template <bool PlainBytes>
+  int32_t Encode(const BlockBuffer& blocks);
+  [[noreturn]] void FaultAsPlain(BitSink& sink);
 
   NonZeroMaskKernel nonZeroMask_;
+  bool plainBytes_;
   uint64_t accumulator_ = 0;
   uint32_t pending_ = 0;
   // A session makes its two writers one after the other and runs them on two
   // threads: without this gap their cursors and accumulators, written for every MCU,
   // can share a cache line.
   [[maybe_unused]] uint8_t cacheLineGap_[64] = {};
+};
+
+// Processor classes with MMX: pads the last byte with 0-bits, unlike the base class.
+class EntropyWriterMmx final : public EntropyWriterWide {
+ public:
+  explicit EntropyWriterMmx(NonZeroMaskKernel nonZeroMask = NonZeroCoefficientMask);
+};
+
+// Processor class 159, on x86 only: the base class's bytes exactly, with the SSE2
+// mask. It pads with 1-bits, faults where the base class does, and leaves at a fault
+// the output and pending bits the base class would have left, which the next frame
+// starts from.
+class EntropyWriterPlainSse2 final : public EntropyWriterWide {
+ public:
+  EntropyWriterPlainSse2();
 };
 
 // Calls visit(k) for each set bit k of mask, lowest first. A 32-bit build walks the
@@ -148,7 +170,7 @@ inline uint32_t MagnitudeSize(int32_t value) {
 }
 
 // The MMX writer for processor classes 1, 3, 15, 31, 135 and 143 (with the SSE2 mask
-// for 31), the plain one for every other flag (159 included).
+// for 31), the plain-bytes SSE2 one for 159 on x86, the plain one for every other flag.
 std::unique_ptr<EntropyWriter> MakeEntropyWriter(int32_t processorFlag);
 
 }  // namespace trvx

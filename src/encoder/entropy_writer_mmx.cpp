@@ -1,5 +1,5 @@
-// The writer of the MMX paths. The wide accumulator needs no vector registers, so the
-// file is ordinary C++ and leaves no MMX state behind.
+// The wide writer of the MMX paths and of class 159. Its accumulator needs no vector
+// registers, so the file is ordinary C++ and leaves no MMX state behind.
 #include <mutex>
 
 #include "encoder/entropy_writer.h"
@@ -42,14 +42,21 @@ inline uint32_t Amplitude(int32_t value, uint32_t& size) {
 
 }  // namespace
 
-EntropyWriterMmx::EntropyWriterMmx(NonZeroMaskKernel nonZeroMask) : nonZeroMask_(nonZeroMask) {
+EntropyWriterWide::EntropyWriterWide(NonZeroMaskKernel nonZeroMask, bool plainBytes)
+    : nonZeroMask_(nonZeroMask), plainBytes_(plainBytes) {
   std::call_once(g_amplitudesBuilt, BuildAmplitudes);
 }
+
+EntropyWriterMmx::EntropyWriterMmx(NonZeroMaskKernel nonZeroMask) : EntropyWriterWide(nonZeroMask, false) {}
+
+#if defined(__i386__) || defined(__x86_64__)
+EntropyWriterPlainSse2::EntropyWriterPlainSse2() : EntropyWriterWide(NonZeroCoefficientMaskSse2, true) {}
+#endif
 
 // The writer's accumulator and cursor, held in registers while an MCU is coded. The
 // newest bits are at the bottom of the accumulator; bits above the pending ones are
 // stale and shifted out before they are written.
-struct EntropyWriterMmx::BitSink {
+struct EntropyWriterWide::BitSink {
   uint64_t accumulator;
   uint32_t pending;
   uint8_t* cursor;
@@ -83,7 +90,25 @@ struct EntropyWriterMmx::BitSink {
   }
 };
 
-int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
+int32_t EntropyWriterWide::EncodeMcu(const BlockBuffer& blocks) {
+  return plainBytes_ ? Encode<true>(blocks) : Encode<false>(blocks);
+}
+
+// The base class writes every whole 16 bits as they come, so at a fault it has written
+// those and holds the rest.
+void EntropyWriterWide::FaultAsPlain(BitSink& sink) {
+  for (; sink.pending >= 16; sink.pending -= 16) {
+    PutByte(sink.cursor, uint8_t(sink.accumulator >> (sink.pending - 8)));
+    PutByte(sink.cursor, uint8_t(sink.accumulator >> (sink.pending - 16)));
+  }
+  accumulator_ = sink.accumulator;
+  pending_ = sink.pending;
+  Cursor() = sink.cursor;
+  DeliberateFault();
+}
+
+template <bool PlainBytes>
+int32_t EntropyWriterWide::Encode(const BlockBuffer& blocks) {
   BitSink sink{accumulator_, pending_, Cursor()};
   int32_t result = 0;
   BlockCodes codes;
@@ -104,11 +129,18 @@ int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
     ForEachSetBit(nonZeroMask_(block) & ~uint64_t{1}, [&](int k) {
       int run = k - previous - 1;
       previous = k;
-      for (; run >= 16; run -= 16) sink.Put(CodeBits(ac[AcCodeIndex(0, 15)]), CodeLength(ac[AcCodeIndex(0, 15)]));
+      for (; run >= 16; run -= 16) {
+        const uint32_t zrl = ac[AcCodeIndex(0, 15)];
+        if (PlainBytes && zrl == 0) FaultAsPlain(sink);
+        sink.Put(CodeBits(zrl), CodeLength(zrl));
+      }
       uint32_t size = 0;
       const uint32_t amplitude = Amplitude(block[k], size);
       const uint32_t entry = size <= uint32_t(kMaxAcSize) ? ac[AcCodeIndex(size, uint32_t(run))] : 0;
-      if (entry == 0) DeliberateFault();
+      if (entry == 0) {
+        if (PlainBytes) FaultAsPlain(sink);
+        DeliberateFault();
+      }
       // Code and amplitude in one go: at most 16 + 10 bits.
       sink.Put(CodeBits(entry) << size | amplitude, CodeLength(entry) + size);
     });
@@ -120,10 +152,11 @@ int32_t EntropyWriterMmx::EncodeMcu(const BlockBuffer& blocks) {
   return result;
 }
 
-void EntropyWriterMmx::Flush() {
+void EntropyWriterWide::Flush() {
   if (pending_ != 0) {
-    // Zero padding below the pending bits, unlike the base class.
-    const uint64_t top = accumulator_ << (64 - pending_);
+    // The MMX paths pad with 0-bits, the base class with 1-bits.
+    uint64_t top = accumulator_ << (64 - pending_);
+    if (plainBytes_) top |= ~uint64_t{0} >> pending_;
     for (uint32_t n = 0; n < (pending_ + 7) / 8; ++n) PutByte(Cursor(), uint8_t(top >> (56 - 8 * n)));
   }
   accumulator_ = 0;

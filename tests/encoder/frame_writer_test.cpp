@@ -99,7 +99,10 @@ Bytes Pack(std::string bits, bool padWithOnes) {
 uint32_t Be32(const uint8_t* at) { return uint32_t(at[0]) << 24 | uint32_t(at[1]) << 16 | at[2] << 8 | at[3]; }
 
 std::string WriterName(const ::testing::TestParamInfo<int32_t>& info) {
-  return info.param == kProcessorPlain ? "Plain" : info.param == kProcessorIntelSse2 ? "Sse2" : "Mmx";
+  return info.param == kProcessorPlain      ? "Plain"
+         : info.param == kProcessorIntelSse2 ? "Sse2"
+         : info.param == kProcessorAmdSse2   ? "AmdSse2"
+                                             : "Mmx";
 }
 
 TEST(HeaderWriter, WritesTheFixedLayoutAndPatchesItByFieldIndex) {
@@ -155,7 +158,8 @@ TEST(HeaderWriter, OnlyTheImageWhoseHeadersCameLastIsPatched) {
 class EntropyWriterBits : public ::testing::TestWithParam<int32_t> {
  protected:
   Bytes Code(const std::vector<Mcu>& mcus) { return CodeData(*writer_, setup_.description, mcus); }
-  Bytes Expect(const std::string& bits) const { return Pack(bits, GetParam() == kProcessorPlain); }
+  bool PlainBytes() const { return GetParam() == kProcessorPlain || GetParam() == kProcessorAmdSse2; }
+  Bytes Expect(const std::string& bits) const { return Pack(bits, PlainBytes()); }
   FieldSetup setup_{16, 16, 0, true};
   std::unique_ptr<EntropyWriter> writer_ = MakeEntropyWriter(GetParam());
 };
@@ -188,7 +192,7 @@ TEST_P(EntropyWriterBits, StuffsCodedAndPaddedFFBytes) {
   Block block = DcOnly(0);
   block[63] = 1023;
   const Bytes tail = Code({{block}});
-  if (GetParam() == kProcessorPlain) {
+  if (PlainBytes()) {
     EXPECT_EQ(Bytes(tail.end() - 2, tail.end()), (Bytes{0xFF, 0}));
   } else {
     EXPECT_EQ(tail.back(), 0xF8);
@@ -227,13 +231,15 @@ TEST_P(EntropyWriterBits, ValuesWithoutCodeDropTheMcuOrFault) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryWriter, EntropyWriterBits,
-                         ::testing::Values(kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse2), WriterName);
+                         ::testing::Values(kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse2, kProcessorAmdSse2),
+                         WriterName);
 
 TEST(EntropyWriterFactory, MmxWriterForTheMmxRowsOnly) {
   for (int32_t flag : {0, 1, 15, 31, 135, 159}) {
     const bool mmx = flag != 0 && flag != 159;
     const std::unique_ptr<EntropyWriter> writer = MakeEntropyWriter(flag);
     EXPECT_EQ(typeid(*writer) == typeid(EntropyWriterMmx), mmx) << flag;
+    EXPECT_EQ(typeid(*writer) == typeid(EntropyWriterPlainSse2), flag == 159 && test::kVectorKernelsBuilt) << flag;
   }
 }
 
@@ -334,6 +340,65 @@ TEST(FrameWriterRoundTrip, FrameReaderAndEntropyDecoderGiveBackTheCoefficients) 
       }
     }
   }
+}
+
+// Class 159 must write class 0's bytes, across MCUs and fields, and also at a fault,
+// where the output so far and the pending bits that the next MCU or field goes on
+// from must be the same. Fields without a ZRL code and AC values without a code fault;
+// DC jumps without a code drop MCUs.
+TEST(EntropyWriterPadding, AmdSse2WriterWritesThePlainBytesAlsoAroundFaults) {
+  if (!test::AmdSse2PathRuns()) GTEST_SKIP() << "no SSE2";
+  CodeTables noZrl;
+  noZrl.luma[AcCodeIndex(0, 15)] = noZrl.chroma[AcCodeIndex(0, 15)] = 0;
+  FieldSetup setup(64, 32, 0);
+  EntropyWriter plain;
+  const std::unique_ptr<EntropyWriter> twin = MakeEntropyWriter(kProcessorAmdSse2);
+  Bytes expected(1 << 20, 0xAA), actual(expected);
+  plain.SetOutput(expected.data());
+  twin->SetOutput(actual.data());
+  const auto same = [&] {
+    ASSERT_EQ(twin->BytesWritten(), plain.BytesWritten());
+    ASSERT_TRUE(std::equal(expected.begin(), expected.begin() + plain.BytesWritten() + 8, actual.begin()));
+  };
+  BlockBuffer buffer;
+  ASSERT_TRUE(buffer.Allocate());
+  test::Lcg random{5};
+  int dc = 0, faults = 0, dropped = 0;
+  for (int field = 0; field < 60; ++field) {
+    SCOPED_TRACE("field " + std::to_string(field));
+    setup.description.lumaCodeTable = field % 6 == 5 ? noZrl.luma : kTables.luma;
+    setup.description.chromaCodeTable = field % 6 == 5 ? noZrl.chroma : kTables.chroma;
+    plain.BeginField(setup.description);
+    twin->BeginField(setup.description);
+    for (int mcu = 0; mcu < 40; ++mcu) {
+      for (int b = 0; b < 4; ++b) {
+        int16_t* block = buffer.Block(b);
+        dc = random.Next(0, 30) ? dc + random.Next(-200, 200) : random.Next(-32768, 32767);
+        block[0] = int16_t(dc);
+        // Sparse and mostly small; one value in 2000 is any word, most of those without a code.
+        const int density = random.Next(1, 40);
+        for (int k = 1; k < 64; ++k) {
+          const bool wild = random.Next(0, 1999) == 0;
+          const int value = wild ? random.Next(-32768, 32767) : random.Next(-1023, 1023) >> random.Next(0, 9);
+          block[k] = int16_t(random.Next(0, 99) < density ? value : 0);
+        }
+      }
+      // A dropped MCU gives 1 here, a fault kFaultResult.
+      const int32_t result = RunGuarded([&] { return int32_t{plain.EncodeMcu(buffer) != 0}; });
+      ASSERT_EQ(RunGuarded([&] { return int32_t{twin->EncodeMcu(buffer) != 0}; }), result);
+      faults += result == kFaultResult;
+      dropped += result == 1;
+      if (result == kFaultResult) {
+        SCOPED_TRACE("fault in MCU " + std::to_string(mcu));
+        same();
+      }
+    }
+    plain.Flush();
+    twin->Flush();
+    same();
+  }
+  EXPECT_GT(faults, 50);
+  EXPECT_GT(dropped, 50);
 }
 
 TEST(EntropyWriterPadding, PlainAndVectorWritersDifferOnlyInThePaddingBits) {
