@@ -21,7 +21,7 @@ struct ProcessorPath {
   bool plain;
 };
 
-// 159 (AMD with SSE2) takes the plain kernels on any machine.
+// 159 (AMD with SSE2) runs the plain arithmetic on any machine.
 const ProcessorPath kPlain = {"plain", "159", true};
 const ProcessorPath kPaths[] = {
     kPlain, {"MMX", "3", false}, {"SSE", "15", false}, {"SSE2", "31", false}, {"AMD SSE", "143", false}};
