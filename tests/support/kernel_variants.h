@@ -16,6 +16,15 @@ constexpr bool kVectorKernelsBuilt = true;
 constexpr bool kVectorKernelsBuilt = false;
 #endif
 
+// Whether this processor runs the SSE2 and PlainSse2 kernels.
+inline bool Sse2KernelsRun() {
+#if defined(__i386__) || defined(__x86_64__)
+  return __builtin_cpu_supports("sse2");
+#else
+  return false;
+#endif
+}
+
 template <typename Kernels>
 struct KernelPath {
   const char* name;
