@@ -9,9 +9,10 @@ namespace trvx {
 
 namespace {
 
-constexpr KernelTable<InputKernel> kInputKernels = {TRVX_KERNELS_BY_PATH(InputRgb24), TRVX_KERNELS_BY_PATH(InputRgb32),
-                                                    TRVX_KERNELS_BY_PATH(InputUyvy),  TRVX_KERNELS_BY_PATH(InputYuy2),
-                                                    TRVX_KERNELS_BY_PATH(InputYvyu),  TRVX_KERNELS_BY_PATH(InputY16)};
+constexpr KernelTable<InputKernel> kInputKernels = {
+    TRVX_KERNELS_BY_PATH(InputRgb24),           TRVX_KERNELS_BY_PATH(InputRgb32),
+    TRVX_KERNELS_BY_PATH_SSE2_EXACT(InputUyvy), TRVX_KERNELS_BY_PATH_SSE2_EXACT(InputYuy2),
+    TRVX_KERNELS_BY_PATH_SSE2_EXACT(InputYvyu), TRVX_KERNELS_BY_PATH_SSE2_EXACT(InputY16)};
 
 }  // namespace
 

@@ -26,6 +26,8 @@ int32_t InputRgb24Sse(const uint8_t* source, int16_t* samples, uint32_t rowStep)
 int32_t InputRgb32Sse(const uint8_t* source, int16_t* samples, uint32_t rowStep);
 int32_t InputRgb24Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
 int32_t InputRgb32Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputRgb24PlainSse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+int32_t InputRgb32PlainSse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
 
 int32_t InputUyvyPlain(const uint8_t* source, int16_t* samples, uint32_t rowStep);
 int32_t InputYuy2Plain(const uint8_t* source, int16_t* samples, uint32_t rowStep);
@@ -43,10 +45,13 @@ int32_t InputUyvySse2(const uint8_t* source, int16_t* samples, uint32_t rowStep)
 int32_t InputYuy2Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
 int32_t InputYvyuSse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
 int32_t InputY16Sse2(const uint8_t* source, int16_t* samples, uint32_t rowStep);
+// The YUV samples are the bytes x 8 less 1024 on every path: PlainSse2 takes the SSE2
+// kernels.
 
-// Kernel choice: a switch on the whole flag value, so 159 and unknown values get the
-// plain kernels. Flag 1 gives MMX to UYVY only. Null when nothing matches: RGB needs
-// compression 0 and 24 or 32 bits, YUV one of the four FourCCs exactly as stored.
+// Kernel choice: a switch on the whole flag value, so 159 gets PlainSse2 and unknown
+// values the plain kernels. Flag 1 gives MMX to UYVY only. Null when nothing matches:
+// RGB needs compression 0 and 24 or 32 bits, YUV one of the four FourCCs exactly as
+// stored.
 InputKernel SelectRgbInputKernel(int32_t processorFlag, const BitmapHeader& inputFormat);
 InputKernel SelectYuvInputKernel(int32_t processorFlag, uint32_t fourCc);
 

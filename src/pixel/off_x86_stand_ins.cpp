@@ -22,6 +22,14 @@ namespace trvx {
 TRVX_STAND_INS(Mmx)
 TRVX_STAND_INS(Sse)
 TRVX_STAND_INS(Sse2)
+TRVX_INPUT_STAND_IN(Rgb24, PlainSse2)
+TRVX_INPUT_STAND_IN(Rgb32, PlainSse2)
+TRVX_OUTPUT_STAND_IN(Rgb24, PlainSse2)
+TRVX_OUTPUT_STAND_IN(Rgb32, PlainSse2)
+TRVX_OUTPUT_STAND_IN(Uyvy, PlainSse2)
+TRVX_OUTPUT_STAND_IN(Yuy2, PlainSse2)
+TRVX_OUTPUT_STAND_IN(Yvyu, PlainSse2)
+TRVX_OUTPUT_STAND_IN(Y16, PlainSse2)
 void CopyAmd(void* dest, const void* src, std::size_t count) { CopyPlain(dest, src, count); }
 void ClearMmxState() {}
 void FenceStreamingStores() {}

@@ -27,7 +27,8 @@ int32_t ClassifyOutputFormat(const BitmapHeader& outputFormat);
 
 // Writes one MCU of 8 rows: 256 samples (Y left, Y right, Cb, Cr; 8x8 each, row-major)
 // to dest, moving by rowStep after each row: down in memory for YUV, up for RGB.
-// The plain kernels expect samples x 8, the vector kernels x 16. Returns 0.
+// The plain kernels and their PlainSse2 twins expect samples x 8, the vector kernels
+// x 16. Returns 0.
 using OutputKernel = int32_t (*)(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 
 // The kernel files call nothing inline from this header: the linker could otherwise
@@ -40,6 +41,8 @@ int32_t OutputRgb24Sse(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 int32_t OutputRgb32Sse(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 int32_t OutputRgb24Sse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 int32_t OutputRgb32Sse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
+int32_t OutputRgb24PlainSse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
+int32_t OutputRgb32PlainSse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 
 int32_t OutputUyvyPlain(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 int32_t OutputYuy2Plain(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
@@ -57,14 +60,19 @@ int32_t OutputUyvySse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 int32_t OutputYuy2Sse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 int32_t OutputYvyuSse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 int32_t OutputY16Sse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
+int32_t OutputUyvyPlainSse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
+int32_t OutputYuy2PlainSse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
+int32_t OutputYvyuPlainSse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
+int32_t OutputY16PlainSse2(uint8_t* dest, const int16_t* samples, uint32_t rowStep);
 
 // The SSE kernels' stores are non-temporal and not fenced: a fence after every MCU
 // makes the next MCU's loads wait for the stores to drain. One fence per field makes
 // them visible before the field is handed on.
 void FenceStreamingStores();
 
-// Kernel choice: a switch on the whole flag value, so an AMD with SSE2 (159) and any
-// unknown value get the plain kernels. Null when the depth or FourCC has none.
+// Kernel choice: a switch on the whole flag value, so an AMD with SSE2 (159) gets
+// PlainSse2 and any unknown value the plain kernels. Null when the depth or FourCC has
+// none.
 OutputKernel SelectRgbOutputKernel(int32_t processorFlag, uint8_t bytesPerPixel);
 OutputKernel SelectYuvOutputKernel(int32_t processorFlag, uint32_t fourCc);
 

@@ -1,6 +1,7 @@
 // The packed and blocked YUV kernels of the MMX and SSE paths (samples x 16), written
-// once: the two differ only in how they store. Only those variant files include it; all
-// here has internal linkage but the kernels its closing macro defines in each.
+// once: the two differ only in how they store, the policy S (Store(p, quad)) each file
+// hands to TRVX_OUTPUT_YUV_KERNELS. Only those variant files include it; everything
+// here has internal linkage.
 #pragma once
 
 #include <mmintrin.h>
@@ -8,11 +9,10 @@
 #include <cstdint>
 
 #include "pixel/mmx_access.h"
+#include "pixel/output_yuv_kernels.h"
 
 namespace trvx {
 namespace {
-
-enum class Layout { Uyvy, Yuy2, Yvyu, Y16 };
 
 // ((s + 8) >> 4) + 128 in one saturating add and shift.
 __m64 ToLevel(__m64 samples) { return _mm_srai_pi16(_mm_adds_pi16(samples, _mm_set1_pi16(0x0808)), 4); }
@@ -57,11 +57,3 @@ int32_t ConvertRows(uint8_t* dest, const int16_t* samples, uint32_t rowStep) {
 
 }  // namespace
 }  // namespace trvx
-
-// Defines a variant file's four kernels, OutputUyvy<Set> and the rest, for its store
-// policy S (Store(p, quad)).
-#define TRVX_OUTPUT_YUV_KERNELS(Set, S)                                                                               \
-  int32_t OutputUyvy##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<S, Layout::Uyvy>(d, s, r); } \
-  int32_t OutputYuy2##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<S, Layout::Yuy2>(d, s, r); } \
-  int32_t OutputYvyu##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<S, Layout::Yvyu>(d, s, r); } \
-  int32_t OutputY16##Set(uint8_t* d, const int16_t* s, uint32_t r) { return ConvertRows<S, Layout::Y16>(d, s, r); }

@@ -13,11 +13,14 @@ enum class PixelLayout { Rgb24, Rgb32, Uyvy, Yuy2, Yvyu, Y16, None };
 
 // A family's kernels, one row a layout in PixelLayout order, one column a KernelPath.
 template <class Kernel>
-using KernelTable = Kernel[static_cast<int>(PixelLayout::None)][4];
+using KernelTable = Kernel[static_cast<int>(PixelLayout::None)][5];
 
-// A row of a KernelTable: the Plain, Mmx, Sse and Sse2 variants of one kernel.
+// A row of a KernelTable: the Plain, Mmx, Sse, Sse2 and PlainSse2 variants of one kernel.
 #define TRVX_KERNELS_BY_PATH(kernel) \
-  { kernel##Plain, kernel##Mmx, kernel##Sse, kernel##Sse2 }
+  { kernel##Plain, kernel##Mmx, kernel##Sse, kernel##Sse2, kernel##PlainSse2 }
+// The same for a kernel whose SSE2 variant already gives the plain bytes.
+#define TRVX_KERNELS_BY_PATH_SSE2_EXACT(kernel) \
+  { kernel##Plain, kernel##Mmx, kernel##Sse, kernel##Sse2, kernel##Sse2 }
 
 constexpr PixelLayout RgbLayout(uint32_t bitCount) {
   if (bitCount == 24) return PixelLayout::Rgb24;

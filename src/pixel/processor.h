@@ -30,9 +30,9 @@ struct CpuidReadings {
 int32_t ClassifyProcessor(const CpuidReadings& readings);
 
 // The kernel variant a processor flag picks in the pixel converter families. The
-// switch is on whole values: an AMD processor with SSE2 (and any unnamed value)
-// deliberately runs the plain kernels.
-enum class KernelPath { Plain, Mmx, Sse, Sse2 };
+// switch is on whole values: an AMD processor with SSE2 gets PlainSse2, the plain
+// kernels' arithmetic to the byte in SSE2 registers; any unnamed value the plain ones.
+enum class KernelPath { Plain, Mmx, Sse, Sse2, PlainSse2 };
 
 constexpr KernelPath PixelKernelPath(int32_t flag) {
   switch (flag) {
@@ -45,13 +45,20 @@ constexpr KernelPath PixelKernelPath(int32_t flag) {
       return KernelPath::Sse;
     case kProcessorIntelSse2:
       return KernelPath::Sse2;
+    case kProcessorAmdSse2:
+      return KernelPath::PlainSse2;
     default:
       return KernelPath::Plain;
   }
 }
 
-// Whether the flag selects MMX, SSE or SSE2 pixel and transform kernels.
-constexpr bool UsesVectorKernels(int32_t flag) { return PixelKernelPath(flag) != KernelPath::Plain; }
+// Whether the flag selects MMX, SSE or SSE2 pixel and transform kernels, with their
+// own scale and rounding and MMX state to clear. PlainSse2 keeps the plain ones' bytes
+// and touches no MMX register.
+constexpr bool UsesVectorKernels(int32_t flag) {
+  const KernelPath path = PixelKernelPath(flag);
+  return path != KernelPath::Plain && path != KernelPath::PlainSse2;
+}
 
 // Runs CPUID under the fault guard (a fault gives 0) and classifies the result. Not
 // cached. TRVX_CPU set to one of the eight flag values forces that value instead, so

@@ -50,7 +50,7 @@ TEST(DecoderKernelSelection, FollowsProcessorClass) {
 // Class 159 must give class 0's samples: every word of every block, wrapped where the
 // plain sums leave 16 bits, with MCUs of every size and the blocks past the MCU left.
 TEST(Idct, AmdSse2PathGivesThePlainWordsForEveryBlock) {
-  if (!test::AmdSse2PathRuns()) GTEST_SKIP() << "no SSE2";
+  if (!test::Sse2KernelsRun()) GTEST_SKIP() << "no SSE2";
   const ReconstructKernel plain = SelectDecoderKernels(kProcessorPlain).reconstruct;
   const ReconstructKernel twin = SelectDecoderKernels(kProcessorAmdSse2).reconstruct;
   test::TwinBlocks blocks(1 << 21);

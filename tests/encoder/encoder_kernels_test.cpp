@@ -148,7 +148,7 @@ TEST(ForwardDct, Sse2IdenticalToMmxAlsoWhereSumsSaturate) {
 // Class 159 must give class 0's words for every block, including where the plain
 // sums wrap; blocks past the MCU stay as they were.
 TEST(ForwardDct, AmdSse2PathGivesThePlainWordsForEveryBlock) {
-  if (!test::AmdSse2PathRuns()) GTEST_SKIP() << "no SSE2";
+  if (!test::Sse2KernelsRun()) GTEST_SKIP() << "no SSE2";
   const ForwardDctKernel plain = SelectEncoderKernels(kProcessorPlain).fdct;
   const ForwardDctKernel twin = SelectEncoderKernels(kProcessorAmdSse2).fdct;
   test::TwinBlocks blocks(1 << 21);
@@ -233,7 +233,7 @@ TEST(Quantise, VectorResultEqualsPlainOrOneLess) {
 // tables make and the extremes; take the tables by block for any sampling, at any
 // alignment; and fault alike on a table count other than two.
 TEST(Quantise, AmdSse2PathGivesThePlainWordsForEveryCoefficient) {
-  if (!test::AmdSse2PathRuns()) GTEST_SKIP() << "no SSE2";
+  if (!test::Sse2KernelsRun()) GTEST_SKIP() << "no SSE2";
   const QuantiseKernel plain = SelectEncoderKernels(kProcessorPlain).quantise;
   const QuantiseKernel twin = SelectEncoderKernels(kProcessorAmdSse2).quantise;
   std::vector<uint16_t> entries(256);

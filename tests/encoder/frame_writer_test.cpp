@@ -347,7 +347,7 @@ TEST(FrameWriterRoundTrip, FrameReaderAndEntropyDecoderGiveBackTheCoefficients) 
 // from must be the same. Fields without a ZRL code and AC values without a code fault;
 // DC jumps without a code drop MCUs.
 TEST(EntropyWriterPadding, AmdSse2WriterWritesThePlainBytesAlsoAroundFaults) {
-  if (!test::AmdSse2PathRuns()) GTEST_SKIP() << "no SSE2";
+  if (!test::Sse2KernelsRun()) GTEST_SKIP() << "no SSE2";
   CodeTables noZrl;
   noZrl.luma[AcCodeIndex(0, 15)] = noZrl.chroma[AcCodeIndex(0, 15)] = 0;
   FieldSetup setup(64, 32, 0);

@@ -166,6 +166,7 @@ TEST(InputRgb, EveryKernelPlacesAndConvertsAsItsFormulaSays) {
     const BitmapHeader header = Header(static_cast<uint16_t>(8 * bytesPerPixel), 0);
     const auto plain = ConvertAll(bits, header, kProcessorPlain);
     const auto mmx = kVectorKernelsBuilt ? ConvertAll(bits, header, kProcessorIntelMmx) : plain;
+    EXPECT_EQ(ConvertAll(bits, header, kProcessorAmdSse2), plain);
     if (kVectorKernelsBuilt) {
       for (int32_t flag : {kProcessorIntelSse, kProcessorIntelSse2}) {
         EXPECT_EQ(ConvertAll(bits, header, flag), mmx) << "flag " << flag;
@@ -181,6 +182,37 @@ TEST(InputRgb, EveryKernelPlacesAndConvertsAsItsFormulaSays) {
       if (!kVectorKernelsBuilt) continue;
       const int vector = block == 2 ? MeanCb(left, right) : block == 3 ? MeanCr(left, right) : VectorY(left);
       ASSERT_EQ(mmx[i], vector) << bytesPerPixel << " bytes, sample " << i;
+    }
+  }
+}
+
+// PlainSse2 gives the plain samples for every RGB triple, at an even pixel (luma and
+// chroma) and at an odd one (luma only), with junk in the fourth byte.
+TEST(InputRgb, PlainSse2TwinsMatchPlainForEveryTriple) {
+  if (!test::Sse2KernelsRun()) GTEST_SKIP() << "no SSE2";
+  const struct {
+    int bytesPerPixel;
+    InputKernel plain, twin;
+  } twins[] = {{3, InputRgb24Plain, InputRgb24PlainSse2}, {4, InputRgb32Plain, InputRgb32PlainSse2}};
+  for (const auto& t : twins) {
+    const uint32_t rowBytes = 16 * t.bytesPerPixel;
+    std::vector<uint8_t> rows(8 * rowBytes);
+    alignas(16) int16_t plain[256], twin[256];
+    for (uint32_t shift : {0, 1}) {
+      for (uint32_t first = 0; first < 1u << 24; first += 128) {
+        for (uint32_t i = 0; i < 128; ++i) {
+          const uint32_t triple = first + (i & ~15u) + ((i + shift) & 15);
+          uint8_t* pixel = rows.data() + i * t.bytesPerPixel;
+          pixel[0] = static_cast<uint8_t>(triple);
+          pixel[1] = static_cast<uint8_t>(triple >> 8);
+          pixel[2] = static_cast<uint8_t>(triple >> 16);
+          if (t.bytesPerPixel == 4) pixel[3] = static_cast<uint8_t>(triple * 37);
+        }
+        // Rows bottom-up: the kernels start at the last and step back.
+        t.plain(rows.data() + 7 * rowBytes, plain, rowBytes);
+        t.twin(rows.data() + 7 * rowBytes, twin, rowBytes);
+        ASSERT_EQ(std::memcmp(plain, twin, sizeof plain), 0) << t.bytesPerPixel << " bytes, from " << first;
+      }
     }
   }
 }
@@ -205,7 +237,8 @@ TEST(InputRgb, WhiteAndBlack) {
 TEST(InputYuv, EveryKernelPlacesTheStoredBytes) {
   const YuvPicture yuv = RandomYuv(5);
   for (uint32_t fourCc : {kUyvy, kYuy2, kYvyu, kY16FourCc}) {
-    for (int32_t flag : {kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse, kProcessorIntelSse2}) {
+    for (int32_t flag :
+         {kProcessorPlain, kProcessorIntelMmx, kProcessorIntelSse, kProcessorIntelSse2, kProcessorAmdSse2}) {
       if (flag != kProcessorPlain && !kVectorKernelsBuilt) continue;
       const auto out = ConvertAll(StoreYuv(yuv, fourCc), Header(16, fourCc), flag);
       for (std::size_t i = 0; i < out.size(); ++i) {
@@ -229,7 +262,9 @@ TEST(InputConverterFormats, KernelChoiceFollowsWholeFlagValues) {
       {3, InputRgb24Mmx, InputRgb32Mmx, InputUyvyMmx, InputYuy2Mmx, InputY16Mmx, InputYvyuMmx},
       {15, InputRgb24Sse, InputRgb32Sse, InputUyvySse, InputYuy2Sse, InputY16Sse, InputYvyuSse},
       {31, InputRgb24Sse2, InputRgb32Sse2, InputUyvySse2, InputYuy2Sse2, InputY16Sse2, InputYvyuSse2},
-      {159, InputRgb24Plain, InputRgb32Plain, InputUyvyPlain, InputYuy2Plain, InputY16Plain, InputYvyuPlain},
+      {159, InputRgb24PlainSse2, InputRgb32PlainSse2, InputUyvySse2, InputYuy2Sse2, InputY16Sse2, InputYvyuSse2},
+      {0, InputRgb24Plain, InputRgb32Plain, InputUyvyPlain, InputYuy2Plain, InputY16Plain, InputYvyuPlain},
+      {7, InputRgb24Plain, InputRgb32Plain, InputUyvyPlain, InputYuy2Plain, InputY16Plain, InputYvyuPlain},
   };
   std::vector<uint8_t> bits(std::size_t{kWidth} * kHeight * 4);
   FrameDescription description;

@@ -66,7 +66,7 @@ std::vector<uint8_t> Render(const OutputFormat& format, int32_t flag, bool whole
   std::vector<uint8_t> buffer(std::size_t{format.bitCount} / 8 * picture.width * 8 * kRows * 2, 0xEE);
   auto converter = MakeOutputConverter(Header(format));
   EXPECT_EQ(converter->Setup(buffer.data(), Header(format), picture, flag), 0);
-  const int scale = flag == kProcessorPlain ? 1 : 2;
+  const int scale = UsesVectorKernels(flag) ? 2 : 1;
   McuWorkspace workspace;
   EXPECT_TRUE(workspace.Allocate());
   test::Lcg random{12345};
@@ -100,6 +100,7 @@ TEST(OutputVariants, VectorKernelsMatchPlainOrStayClose) {
   for (const auto& format : kFormats) {
     for (bool wholeLevels : {true, false}) {
       const auto plain = Render(format, kProcessorPlain, wholeLevels);
+      EXPECT_EQ(Render(format, kProcessorAmdSse2, wholeLevels), plain) << format.name;
       const auto sse2 = Render(format, kProcessorIntelSse2, wholeLevels);
       const int tolerance = format.bitCount == 16 ? 0 : wholeLevels ? 1 : 2;
       for (int32_t flag : {kProcessorIntelMmx, kProcessorIntelSse, kProcessorIntelSse2}) {
@@ -108,6 +109,51 @@ TEST(OutputVariants, VectorKernelsMatchPlainOrStayClose) {
         EXPECT_LE(MaxDifference(vector, plain), tolerance) << format.name << " flag " << flag;
         for (std::size_t i = 3; format.bitCount == 32 && i < vector.size(); i += 4) ASSERT_EQ(vector[i], 0);
       }
+    }
+  }
+}
+
+// PlainSse2 writes the plain bytes, and only those: every int16 value in each role
+// (luma, Cb, Cr) among random others, then random MCUs, some of extremes.
+TEST(OutputVariants, PlainSse2TwinsMatchPlainForEverySample) {
+  if (!test::Sse2KernelsRun()) GTEST_SKIP() << "no SSE2";
+  const struct {
+    const char* name;
+    OutputKernel plain, twin;
+    int bytesPerPixel;
+  } twins[] = {
+      {"RGB24", OutputRgb24Plain, OutputRgb24PlainSse2, 3}, {"RGB32", OutputRgb32Plain, OutputRgb32PlainSse2, 4},
+      {"UYVY", OutputUyvyPlain, OutputUyvyPlainSse2, 2},    {"YUY2", OutputYuy2Plain, OutputYuy2PlainSse2, 2},
+      {"YVYU", OutputYvyuPlain, OutputYvyuPlainSse2, 2},    {"Y16", OutputY16Plain, OutputY16PlainSse2, 2}};
+  const struct {
+    int first, count;
+  } roles[] = {{0, 128}, {128, 64}, {192, 64}};
+  for (const auto& t : twins) {
+    // 8 bytes between rows, so that a write between or past them shows. RGB kernels
+    // start at the last row and walk upwards.
+    const uint32_t rowStep = 16 * t.bytesPerPixel + 8;
+    const uint32_t start = t.bytesPerPixel == 2 ? 0 : 7 * rowStep;
+    std::vector<uint8_t> plain(8 * rowStep), twin(8 * rowStep);
+    alignas(16) int16_t samples[256];
+    test::Lcg random{99};
+    const auto compare = [&](const char* what, int at) {
+      std::fill(plain.begin(), plain.end(), 0xEE);
+      std::fill(twin.begin(), twin.end(), 0xEE);
+      t.plain(plain.data() + start, samples, rowStep);
+      t.twin(twin.data() + start, samples, rowStep);
+      return ::testing::AssertionResult(plain == twin) << t.name << ", " << what << " " << at;
+    };
+    for (const auto& role : roles) {
+      for (int value = -32768; value < 32768; value += role.count) {
+        for (int16_t& s : samples) s = static_cast<int16_t>(random.Next(-1100, 1100));
+        for (int i = 0; i < role.count; ++i) samples[role.first + i] = static_cast<int16_t>(value + i);
+        ASSERT_TRUE(compare("role from", role.first)) << " value " << value;
+      }
+    }
+    for (int mcu = 0; mcu < 4000; ++mcu) {
+      const int range = mcu % 2 ? 32768 : 4200;
+      for (int16_t& s : samples) s = static_cast<int16_t>(std::clamp(random.Next(-range, range), -32768, 32767));
+      ASSERT_TRUE(compare("random MCU", mcu));
     }
   }
 }
@@ -294,7 +340,9 @@ TEST(OutputConverterFormats, KernelChoiceFollowsWholeFlagValues) {
     OutputKernel rgb24, rgb32, yuy2;
   };
   const Case cases[] = {
-      {159, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},  // AMD with SSE2: plain
+      {159, OutputRgb24PlainSse2, OutputRgb32PlainSse2, OutputYuy2PlainSse2},  // AMD with SSE2: plain bytes
+      {0, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},
+      {7, OutputRgb24Plain, OutputRgb32Plain, OutputYuy2Plain},
       {1, OutputRgb24Mmx, OutputRgb32Mmx, OutputYuy2Mmx},
       {135, OutputRgb24Sse, OutputRgb32Sse, OutputYuy2Sse},
       {31, OutputRgb24Sse2, OutputRgb32Sse2, OutputYuy2Sse2},
@@ -314,6 +362,9 @@ TEST(OutputConverterFormats, KernelChoiceFollowsWholeFlagValues) {
   EXPECT_EQ(SelectYuvOutputKernel(3, kUyvyFourCc), OutputUyvyMmx);
   EXPECT_EQ(SelectYuvOutputKernel(15, kYvyuFourCc), OutputYvyuSse);
   EXPECT_EQ(SelectYuvOutputKernel(31, kY16FourCc), OutputY16Sse2);
+  EXPECT_EQ(SelectYuvOutputKernel(159, kUyvyFourCc), OutputUyvyPlainSse2);
+  EXPECT_EQ(SelectYuvOutputKernel(159, kYvyuFourCc), OutputYvyuPlainSse2);
+  EXPECT_EQ(SelectYuvOutputKernel(159, kY16FourCc), OutputY16PlainSse2);
 }
 
 // Setups that succeed without a kernel, and the one that fails; Convert then refuses.

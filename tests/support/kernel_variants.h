@@ -16,6 +16,15 @@ constexpr bool kVectorKernelsBuilt = true;
 constexpr bool kVectorKernelsBuilt = false;
 #endif
 
+// Whether this processor runs the SSE2 and PlainSse2 kernels.
+inline bool Sse2KernelsRun() {
+#if defined(__i386__) || defined(__x86_64__)
+  return __builtin_cpu_supports("sse2");
+#else
+  return false;
+#endif
+}
+
 template <typename Kernels>
 struct KernelPath {
   const char* name;
@@ -54,15 +63,6 @@ struct Lcg {
     return low + static_cast<int>((state >> 8) % static_cast<uint32_t>(high - low + 1));
   }
 };
-
-// Class 159 runs SSE2 twins of the plain kernels on x86, the plain kernels elsewhere.
-inline bool AmdSse2PathRuns() {
-#if defined(__i386__) || defined(__x86_64__)
-  return __builtin_cpu_supports("sse2");
-#else
-  return true;
-#endif
-}
 
 // Blocks of 64 words, one after the other: first every extreme pattern (one value
 // everywhere, signs alternating by row, by column and both, one extreme coefficient
