@@ -1,6 +1,5 @@
-// The block walks of the SSE2 forward DCTs and quantisers, written once. Only those
-// variant files include it, each built with -msse2; everything here has internal
-// linkage.
+// The block walks of the SSE2 encoder kernels, written once. Only those variant files
+// include it, each built with -msse2; everything here has internal linkage.
 #pragma once
 
 #include <emmintrin.h>
@@ -11,14 +10,19 @@
 namespace trvx {
 namespace {
 
+// body(rows) on every block of the MCU, rows pointing at its eight rows.
+template <class Body>
+__attribute__((always_inline)) inline void ForEachBlock(BlockBuffer& blocks, Body body) {
+  int count = blocks.blocksPerMcu;
+  if (count > kMaxBlocksPerMcu) count = kMaxBlocksPerMcu;
+  for (int b = 0; b < count; ++b) body(reinterpret_cast<__m128i*>(blocks.coefficients + b * kBlockCoefficients));
+}
+
 // pass(v) on every block with its rows in eight registers: down the columns, then
 // along the rows as the columns of the transpose.
 template <class Pass>
 __attribute__((always_inline)) inline void ForwardDctBlocks(BlockBuffer& blocks, Pass pass) {
-  int count = blocks.blocksPerMcu;
-  if (count > kMaxBlocksPerMcu) count = kMaxBlocksPerMcu;
-  for (int b = 0; b < count; ++b) {
-    auto* rows = reinterpret_cast<__m128i*>(blocks.coefficients + b * kBlockCoefficients);
+  const auto transform = [pass](__m128i* rows) __attribute__((always_inline)) {
     __m128i v[8];
     for (int i = 0; i < 8; ++i) v[i] = _mm_load_si128(rows + i);
     pass(v);
@@ -26,7 +30,8 @@ __attribute__((always_inline)) inline void ForwardDctBlocks(BlockBuffer& blocks,
     pass(v);
     TransposeWords8x8(v);
     for (int i = 0; i < 8; ++i) _mm_store_si128(rows + i, v[i]);
-  }
+  };
+  ForEachBlock(blocks, transform);
 }
 
 // quantise(c, r) on each eight coefficients c of the blocks the sampling gives, r

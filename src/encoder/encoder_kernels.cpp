@@ -84,8 +84,8 @@ EncoderKernels SelectEncoderKernels(int32_t processorFlag) {
     case kProcessorIntelSse2:
       return {ForwardDctSse2, ZigzagSse, QuantiseSse2, true};
     case kProcessorAmdSse2:
-      // The plain path's arithmetic, in SSE2; any zig-zag kernel moves the same words.
-      return {ForwardDctPlainSse2, ZigzagSse, QuantisePlainSse2, false};
+      // The plain path's arithmetic, in SSE2.
+      return {ForwardDctPlainSse2, ZigzagSse2, QuantisePlainSse2, false};
     default:
       break;
   }

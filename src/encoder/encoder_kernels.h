@@ -68,6 +68,7 @@ void ForwardDctSse2(BlockBuffer& blocks);  // the MMX results, eight lanes at a 
 // Natural to zig-zag order, in place, for each block.
 void ZigzagPlain(BlockBuffer& blocks);
 void ZigzagSse(BlockBuffer& blocks);  // pshufw: MMX with the SSE integer extension
+void ZigzagSse2(BlockBuffer& blocks);
 
 // Divide each zig-zag coefficient by eight times its table entry through the
 // reciprocals: the first H1 x V1 blocks with reciprocals 0..63, the rest with
