@@ -126,8 +126,9 @@ peer() {
     "$program" "$data" "${timing[@]}" --summary "$summary" >>"$log" 2>&1 || fail
 }
 
-# Each path next to its i386 peer, so that a change of load shifts both alike.
-for pair in 31:SSE2 15:SSE 3:MMX 0:NONE :; do
+# Each path next to its i386 peer, so that a change of load shifts both alike; 159 next
+# to the default, on any machine.
+for pair in 31:SSE2 15:SSE 3:MMX 0:NONE 159: :; do
   cpu=${pair%%:*} mode=${pair#*:}
   step "trvx.dll on processor path ${cpu:-of this machine}, two processors and one, and its i386 peer"
   dll "$cpu" 2
