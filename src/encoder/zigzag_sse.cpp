@@ -1,7 +1,7 @@
 // Built with -mmmx -msse for pshufw and pinsrw, the SSE integer extension that AMD's
-// MMX extensions also have. Uses no inline function from a header but the file-local
+// MMX extensions also have. Calls no inline function from a header but the file-local
 // quad access: the linker may keep this file's copy of one and run it on a processor
-// without those instructions.
+// without those instructions. The natural-order table it reads is data.
 #include "encoder/encoder_kernels.h"
 
 #if defined(__i386__) || defined(__x86_64__)
@@ -9,16 +9,11 @@
 
 #include <utility>
 
+#include "format/jpeg_syntax.h"
 #include "pixel/mmx_access.h"
 
 namespace trvx {
 namespace {
-
-// Natural position of each zig-zag index.
-constexpr uint8_t kNatural[kBlockCoefficients] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,   //
-                                                  12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,  //
-                                                  35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,  //
-                                                  58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
 // How one output quad is gathered: the input quad that holds most of its words is
 // shuffled into place, the others are inserted one by one.
@@ -33,14 +28,14 @@ constexpr QuadPlan PlanQuad(int quad) {
   int best = -1;
   for (int source = 0; source < 16; ++source) {
     int hits = 0;
-    for (int lane = 0; lane < 4; ++lane) hits += kNatural[4 * quad + lane] / 4 == source;
+    for (int lane = 0; lane < 4; ++lane) hits += kNaturalOrder[4 * quad + lane] / 4 == source;
     if (hits > best) {
       best = hits;
       plan.source = source;
     }
   }
   for (int lane = 0; lane < 4; ++lane) {
-    const int natural = kNatural[4 * quad + lane];
+    const int natural = kNaturalOrder[4 * quad + lane];
     if (natural / 4 == plan.source) {
       plan.shuffle |= (natural % 4) << (2 * lane);
       plan.fromSource |= 1 << lane;
@@ -55,7 +50,7 @@ __m64 Fill(__m64 v, const int16_t* block) {
     return v;
   } else {
     if constexpr (!(PlanQuad(Quad).fromSource & (1 << Lane))) {
-      v = _mm_insert_pi16(v, block[kNatural[4 * Quad + Lane]], Lane);
+      v = _mm_insert_pi16(v, block[kNaturalOrder[4 * Quad + Lane]], Lane);
     }
     return Fill<Quad, Lane + 1>(v, block);
   }

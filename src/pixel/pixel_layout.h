@@ -13,7 +13,7 @@ enum class PixelLayout { Rgb24, Rgb32, Uyvy, Yuy2, Yvyu, Y16, None };
 
 // A family's kernels, one row a layout in PixelLayout order, one column a KernelPath.
 template <class Kernel>
-using KernelTable = Kernel[static_cast<int>(PixelLayout::None)][5];
+using KernelTable = Kernel[static_cast<int>(PixelLayout::None)][kKernelPathCount];
 
 // A row of a KernelTable: the Plain, Mmx, Sse, Sse2 and PlainSse2 variants of one kernel.
 #define TRVX_KERNELS_BY_PATH(kernel) \

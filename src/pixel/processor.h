@@ -33,6 +33,7 @@ int32_t ClassifyProcessor(const CpuidReadings& readings);
 // switch is on whole values: an AMD processor with SSE2 gets PlainSse2, the plain
 // kernels' arithmetic to the byte in SSE2 registers; any unnamed value the plain ones.
 enum class KernelPath { Plain, Mmx, Sse, Sse2, PlainSse2 };
+constexpr int kKernelPathCount = static_cast<int>(KernelPath::PlainSse2) + 1;
 
 constexpr KernelPath PixelKernelPath(int32_t flag) {
   switch (flag) {
@@ -60,9 +61,9 @@ constexpr bool UsesVectorKernels(int32_t flag) {
   return path != KernelPath::Plain && path != KernelPath::PlainSse2;
 }
 
-// Runs CPUID under the fault guard (a fault gives 0) and classifies the result. Not
-// cached. TRVX_CPU set to one of the eight flag values forces that value instead, so
-// a slower path can be tried on a fast machine.
+// Runs CPUID under the fault guard (a fault gives 0), once per process, and
+// classifies the result. TRVX_CPU set to one of the eight flag values, read at every
+// call, forces that value instead, so a slower path can be tried on a fast machine.
 int32_t DetectProcessor();
 
 }  // namespace trvx
