@@ -46,7 +46,7 @@ fi
 # by a reg of the host's bitness, so in the registry view the host reads.
 cp "$bin/trvx.dll" "$prefix/drive_c/windows/system32/trvx.dll"
 loader=wine
-[ "${WINEARCH:-win32}" = win64 ] && loader=/usr/lib/wine/wine64
+[ "${WINEARCH:-win32}" = win64 ] && loader=wine64
 WINE=$loader "$here/../scripts/wine-run.sh" "$prefix" reg add \
   'HKLM\Software\Microsoft\Windows NT\CurrentVersion\Drivers32' /v vidc.TRVX /d trvx.dll /f >/dev/null 2>&1
 

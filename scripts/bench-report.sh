@@ -63,7 +63,7 @@ mkdir -p "$data"
 # 32-bit host under WOW64, which no 32-bit Windows user has.
 step "making a Wine prefix for each build with the codec installed"
 trap '"$root/scripts/wine-prefix.sh" remove "$win32/bench-prefix"; "$root/scripts/wine-prefix.sh" remove "$win64/bench-prefix"' EXIT
-for pair in win32:wine win64:/usr/lib/wine/wine64; do
+for pair in win32:wine win64:wine64; do
   tree=$root/build/bench-${pair%%:*}
   "$root/scripts/wine-prefix.sh" create "$tree/bench-prefix" "${pair%%:*}"
   cp "$tree/bin/trvx.dll" "$tree/bench-prefix/drive_c/windows/system32/trvx.dll"

@@ -9,6 +9,8 @@ export WINEARCH=${WINEARCH:-win32}
 export WINEDEBUG=${WINEDEBUG:--all}
 # No crash dialog: a crash must show up as a failed test at once.
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-winedbg.exe=d}
-# WINE names the loader. Debian's wine starts Wine's own programs (reg, rundll32) as
-# 32-bit ones even in a 64-bit prefix; WINE=/usr/lib/wine/wine64 starts them 64-bit.
-exec "${WINE:-wine}" "$@"
+# WINE=wine64 starts Wine's own programs (reg, rundll32) as 64-bit ones: Debian's wine
+# starts them 32-bit even in a 64-bit prefix. Programs of our own run as built either way.
+loader=wine
+[ "${WINE:-}" = wine64 ] && loader=/usr/lib/wine/wine64
+exec "$loader" "$@"

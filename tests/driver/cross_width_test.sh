@@ -43,7 +43,7 @@ done
 if unshare -m true 2>/dev/null; then compare one-processor "$one_processor"; fi
 
 # The driver dialog's Escape saves; each bitness reads the other's save.
-declare -A loader=([32]=wine [64]=/usr/lib/wine/wine64)
+declare -A loader=([32]=wine [64]=wine64)
 reg() { WINE=${loader[$1]} "${run[@]}" reg "${@:2}" 2>/dev/null | tr -d '\r'; }
 codec_key='HKCR\Software\Korvantelix\MJPG codec'
 for width in 32 64; do

@@ -17,7 +17,7 @@ cp "${dll[32]}" "$stage/trvx.dll"
 cp "${dll[64]}" "$stage/trvx64.dll"
 
 # Setup, reg and the uninstaller run as 64-bit programs, as on 64-bit Windows.
-wine64() { WINE=/usr/lib/wine/wine64 "${run[@]}" "$@" 2>/dev/null | tr -d '\r'; }
+wine64() { WINE=wine64 "${run[@]}" "$@" 2>/dev/null | tr -d '\r'; }
 driver_value() {  # the vidc.TRVX line of the 64-bit view, if any
   wine64 reg query 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\Drivers32' | grep 'vidc\.TRVX' || true
 }
