@@ -43,7 +43,8 @@ class FormatQuery : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(InstallCodec());
-    codec_ = ICOpen(ICTYPE_VIDEO, kTrvx, ICMODE_QUERY);
+    // Hosts may name the handler and its type in lower case.
+    codec_ = ICOpen(mmioFOURCC('v', 'i', 'd', 'c'), FourCc("trvx"), ICMODE_QUERY);
     ASSERT_NE(codec_, nullptr);
   }
   void TearDown() override { ICClose(codec_); }

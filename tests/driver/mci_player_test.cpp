@@ -8,11 +8,11 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "support/avi_frames.h"
+#include "support/screen_shot.h"
 
 namespace trvx::test {
 namespace {
@@ -61,17 +61,6 @@ struct Dib {
   std::size_t Bytes() const { return header.biSizeImage; }
 };
 
-void SaveBmp(const std::string& path, const Dib& dib) {
-  BITMAPFILEHEADER file = {};
-  file.bfType = 0x4D42;
-  file.bfOffBits = sizeof file + sizeof dib.header;
-  file.bfSize = static_cast<DWORD>(file.bfOffBits + dib.Bytes());
-  std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(&file), sizeof file);
-  out.write(reinterpret_cast<const char*>(&dib.header), sizeof dib.header);
-  out.write(reinterpret_cast<const char*>(dib.bits), dib.Bytes());
-}
-
 double Psnr(const uint8_t* a, const uint8_t* b, std::size_t count) {
   double error = 0;
   for (std::size_t i = 0; i < count; ++i) error += (double(a[i]) - b[i]) * (double(a[i]) - b[i]);
@@ -114,15 +103,8 @@ TEST(MciPlayer, PlaysEveryFrameAsTheCodecDecodesIt) {
       while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
     }
     // The whole screen with the player's window on it, as the user sees it.
-    {
-      const int screenWidth = GetSystemMetrics(SM_CXSCREEN);
-      const int screenHeight = GetSystemMetrics(SM_CYSCREEN);
-      Dib screen(screenWidth, screenHeight);
-      const HDC screenDc = GetDC(nullptr);
-      BitBlt(screen.dc, 0, 0, screenWidth, screenHeight, screenDc, 0, 0, SRCCOPY);
-      ReleaseDC(nullptr, screenDc);
-      SaveBmp(Environment("TRVX_MCI_SHOTS") + "\\" + name + ".bmp", screen);
-    }
+    SaveScreenArea({0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)},
+                   Environment("TRVX_MCI_SHOTS") + "\\" + name + ".bmp");
     double worst = 99.0;
     for (std::size_t frame = 0; frame < avi.frames.size(); ++frame) {
       Dib grabbed(width, height);

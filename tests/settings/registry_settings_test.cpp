@@ -104,28 +104,25 @@ TEST_F(RegistrySettings, StoredSettingsLoadUpperCasedAndCutToSixteen) {
   state = StateOfNewInstance();
   EXPECT_EQ(state.fourCcs[0], FourCc("F001"));
   EXPECT_EQ(state.fourCcs[15], FourCc("F016"));
+  const char application[kApplicationNameBytes] = "editor.exe";
+  EXPECT_EQ(std::memcmp(state.applications[0], application, sizeof application), 0) << "nothing past the sixteenth";
   EXPECT_EQ(ReadDword(kCodecKey, "MJPGNameCount"), 40u) << "a good load writes nothing back";
 }
 
 TEST_F(RegistrySettings, AnyFlawResetsBothKeysToDefaults) {
-  const auto expectDefaultsAfterAttach = [](const char* flaw) {
+  // A change-fields-order value of 2 is the outside test's case.
+  const std::pair<const char*, void (*)()> flaws[] = {
+      {"application key missing", [] { RegDeleteKeyA(HKEY_CLASSES_ROOT, kApplicationKey); }},
+      {"a FourCC stored as text", [] { Writable(kCodecKey).WriteString("MJPGName2", "AVRN"); }},
+      {"an application stored as a number", [] { Writable(kApplicationKey).WriteDword("App1", 7); }},
+  };
+  for (const auto& [flaw, make] : flaws) {
+    StoreCompleteSettings(0, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
+    make();
     EXPECT_TRUE(SameRecord(StateOfNewInstance(), DefaultSettings())) << flaw;
     EXPECT_FALSE(HasValue(kCodecKey, "MJPGName3")) << flaw << ": the codec key is written anew";
     EXPECT_EQ(ReadDword(kApplicationKey, "AppCount"), 2u) << flaw;
-  };
-
-  // A change-fields-order value of 2 is the outside test's case.
-  StoreCompleteSettings(0, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
-  RegDeleteKeyA(HKEY_CLASSES_ROOT, kApplicationKey);
-  expectDefaultsAfterAttach("application key missing");
-
-  StoreCompleteSettings(0, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
-  Writable(kCodecKey).WriteString("MJPGName2", "AVRN");
-  expectDefaultsAfterAttach("a FourCC stored as text");
-
-  StoreCompleteSettings(0, {FourCc("MJPG"), FourCc("AVRN"), FourCc("TRVX")});
-  Writable(kApplicationKey).WriteDword("App1", 7);
-  expectDefaultsAfterAttach("an application stored as a number");
+  }
 }
 
 TEST_F(RegistrySettings, SaveNumbersNonEmptySlotsWithoutGaps) {
