@@ -52,10 +52,6 @@ TEST(FaultRecovery, BadHostPointersGiveErrorsAndTheNextCallWorks) {
   EXPECT_EQ(send(ICM_DECOMPRESS_QUERY, 0, 0), ICERR_ERROR);
   EXPECT_EQ(send(ICM_DECOMPRESS_GET_FORMAT, 0, at(input)), ICERR_ERROR);
   EXPECT_EQ(send(ICM_COMPRESS_QUERY, 0, 0), ICERR_BADFORMAT);
-
-  DWORD quality = 0;
-  EXPECT_EQ(ICGetDefaultQuality(codec), 7000);
-  EXPECT_EQ(send(ICM_GETQUALITY, reinterpret_cast<LPARAM>(&quality), 0), ICERR_UNSUPPORTED);
   EXPECT_EQ(ICClose(codec), ICERR_OK);
 }
 
@@ -78,11 +74,10 @@ TEST(FaultRecovery, SessionMessagesRefuseWhatTheyCannotUse) {
   BITMAPINFOHEADER input = Rgb24(320, 240);
   BITMAPINFOHEADER compressed = Rgb24(320, 240);
   compressed.biCompression = FourCc("TRVX");
-  BITMAPINFOHEADER odd = Rgb24(320, 232);
+  const BITMAPINFOHEADER odd = Rgb24(320, 232);
   const auto at = [](const BITMAPINFOHEADER& header) { return reinterpret_cast<LPARAM>(&header); };
 
   EXPECT_EQ(codec.Send(instance, ICM_COMPRESS_BEGIN, at(input), 0), ICERR_ERROR) << "no output format";
-  EXPECT_EQ(codec.Send(instance, ICM_COMPRESS_BEGIN, at(odd), at(compressed)), ICERR_BADFORMAT);
   EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, at(compressed), 0), ICERR_ERROR) << "no output format";
   EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, at(compressed), at(odd)), ICERR_ERROR)
       << "a refused format is an error at BEGIN";
