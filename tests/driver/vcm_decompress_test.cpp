@@ -89,21 +89,10 @@ TEST_P(VcmDecompress, EveryOutputFormatMatchesTheNativeDecode) {
   }
 }
 
-TEST_P(VcmDecompress, OtherListedFourCcsDecodeTheSame) {
-  const PictureFormat& format = kPictureFormats[1];
-  const std::vector<uint8_t> asTrvx = Decode(format);
-  EXPECT_EQ(Decode(format, mmioFOURCC('m', 'j', 'p', 'g')), asTrvx);
-  // BEGIN checks sizes and the output only; the FourCC list is the query's business.
-  BITMAPINFOHEADER foreign = PhotoHeader(mmioFOURCC('A', 'V', 'R', 'n'), 24);
-  BITMAPINFOHEADER output = PhotoHeader(format.compression, format.bitCount);
-  EXPECT_EQ(ICDecompressBegin(codec_, &foreign, &output), ICERR_OK);
-  ICDecompressEnd(codec_);
-}
-
+// BEGIN checks sizes and the output only: the FourCC list is the query's business.
 TEST_P(VcmDecompress, SessionLifecycleIsForgiving) {
-  const PictureFormat& format = kPictureFormats[0];
-  BITMAPINFOHEADER input = PhotoHeader(FourCc("TRVX"), 24);
-  BITMAPINFOHEADER output = PhotoHeader(format.compression, format.bitCount);
+  BITMAPINFOHEADER input = PhotoHeader(FourCc("AVRn"), 24);
+  BITMAPINFOHEADER output = PhotoHeader(BI_RGB, 24);
   std::vector<uint8_t> picture(output.biSizeImage);
   EXPECT_EQ(ICDecompress(codec_, 0, &input, frame_.data(), &output, picture.data()), ICERR_ERROR)
       << "a frame before BEGIN";
@@ -112,18 +101,6 @@ TEST_P(VcmDecompress, SessionLifecycleIsForgiving) {
   EXPECT_EQ(ICDecompress(codec_, 0, &input, frame_.data(), &output, picture.data()), ICERR_OK);
   EXPECT_EQ(ICDecompressEnd(codec_), ICERR_OK);
   EXPECT_EQ(ICDecompressEnd(codec_), ICERR_OK) << "END twice";
-
-  // Many sessions leave no handles behind.
-  DWORD handlesBefore = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &handlesBefore);
-  for (int cycle = 0; cycle < 1000; ++cycle) {
-    ICDecompressBegin(codec_, &input, &output);
-    ICDecompress(codec_, 0, &input, frame_.data(), &output, picture.data());
-    ICDecompressEnd(codec_);
-  }
-  DWORD handlesAfter = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &handlesAfter);
-  EXPECT_LE(handlesAfter, handlesBefore + 2);
 }
 
 // The one-processor runs hide the second processor from Wine; make sure they did.
