@@ -66,10 +66,8 @@ TEST(OwnFrames, EveryPathWritesAndDecodesTheBytesItAlwaysHas) {
       {{"0", "159"}, 0x77c0c00e4ac129eeull, 0xb286c6898bdd4dcdull},
       {{"1", "3", "15", "31", "135", "143"}, 0xe566a10ff32e58d4ull, 0x6f843fe00498684dull},
   };
-  const std::vector<uint8_t> pictures[] = {SyntheticPicture(kWidth, kHeight, 3),
-                                           SyntheticPicture(kWidth, kHeight, 2)};
-  const BitmapHeader inputs[] = {Bitmap(kWidth, kHeight, 24),
-                                 Bitmap(kWidth, kHeight, 16, kYuy2FourCc)};
+  const std::vector<uint8_t> pictures[] = {SyntheticPicture(kWidth, kHeight, 3), SyntheticPicture(kWidth, kHeight, 2)};
+  const BitmapHeader inputs[] = {Bitmap(kWidth, kHeight, 24), Bitmap(kWidth, kHeight, 16, kYuy2FourCc)};
   for (const auto& path : paths) {
     for (const char* flag : path.classes) {
       ProcessorOverride processor(flag);

@@ -2,9 +2,12 @@
 
 #include <turbojpeg.h>
 
-#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
+// jpeglib.h needs size_t and FILE declared first.
+#include <jpeglib.h>
 
 #include "decoder/decoder_session.h"
 #include "support/bitmap_header.h"
@@ -47,22 +50,14 @@ void Append(std::vector<uint8_t>& to, const std::vector<uint8_t>& from) {
   to.insert(to.end(), from.begin(), from.end());
 }
 
-}  // namespace
-
-std::string DescribeVariant(const FrameVariant& variant) {
-  std::string text = variant.dht == DhtContent::Strip  ? "no DHT"
-                     : variant.dht == DhtContent::Keep ? "DHT"
-                                                       : "meaningless DHT";
-  if (!variant.applicationSegments) return text + ", no APP0/APP1";
-  return text + (variant.nextFieldOffset ? ", APP1 with offset" : ", APP1 offset 0");
-}
-
 std::vector<uint8_t> ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, YuvPlanes& out) {
+}  // namespace
+
+std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, Planes& out) {
   TjHandle decoder(tjInitDecompress());
   auto* data = const_cast<unsigned char*>(jpeg.data());
   const auto size = static_cast<unsigned long>(jpeg.size());
@@ -74,12 +69,13 @@ std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int
     return "header says " + std::to_string(w) + "x" + std::to_string(h) + ", subsampling " +
            std::to_string(subsampling) + ", colour space " + std::to_string(colourspace);
   }
-  const int chromaWidth = width / 2;
-  out.y.assign(static_cast<std::size_t>(width) * height, 0);
-  out.cb.assign(static_cast<std::size_t>(chromaWidth) * height, 0);
-  out.cr.assign(out.cb.size(), 0);
-  unsigned char* planes[3] = {out.y.data(), out.cb.data(), out.cr.data()};
-  int strides[3] = {width, chromaWidth, chromaWidth};
+  unsigned char* planes[3];
+  int strides[3];
+  for (int c = 0; c < 3; ++c) {
+    out[c] = {c == 0 ? width : width / 2, height, std::vector<uint8_t>(std::size_t(width) * height / (c == 0 ? 1 : 2))};
+    planes[c] = out[c].samples.data();
+    strides[c] = out[c].width;
+  }
   // Fails on warnings as well, such as a scan that ends early.
   if (tjDecompressToYUVPlanes(decoder.handle, data, size, planes, width, strides, height, TJFLAG_ACCURATEDCT) != 0) {
     return tjGetErrorStr2(decoder.handle);
@@ -197,15 +193,9 @@ bool FieldFrameSource::CompressField(int field, int quality) {
   }
   const std::vector<uint8_t> jpeg(compressed, compressed + compressedSize);
   tjFree(compressed);
-  if (!SplitField(field, jpeg)) return false;
-  // The reference comes from libjpeg-turbo's own stream, untouched by the rewriting.
-  error_ = DecodeWithTurboJpeg(jpeg, width_, lines, references_[field]);
-  return error_.empty();
-}
-
-// A layout other than libjpeg-turbo's baseline one shows in the comparisons with its
-// untouched decode; only missing parts need saying here.
-bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
+  // The parts the variants reassemble; APPn and COM are dropped, as the codec's frames
+  // carry only its own two. A layout other than libjpeg-turbo's baseline one shows in
+  // the comparisons with its untouched decode, the reference.
   Parts& parts = parts_[field];
   std::vector<uint8_t> tables[2];
   for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
@@ -225,7 +215,6 @@ bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
       parts.scan.assign(jpeg.begin() + end, jpeg.end());
       break;
     }
-    // APPn and COM are dropped: the codec's frames carry only its own two.
     at = end;
   }
   if (tables[0].empty() || tables[1].empty() || parts.sof.empty() || parts.sos.empty() ||
@@ -235,7 +224,8 @@ bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
   }
   parts.dqtTables = tables[0];
   Append(parts.dqtTables, tables[1]);
-  return true;
+  error_ = DecodeWithTurboJpeg(jpeg, width_, lines, references_[field]);
+  return error_.empty();
 }
 
 std::vector<uint8_t> FieldFrameSource::FieldImage(int field, const FrameVariant& variant,
@@ -297,6 +287,84 @@ Frame FieldFrameSource::Build(const FrameVariant& variant) const {
   frame.bytes = FieldImage(0, variant, variant.nextFieldOffset ? firstLength : 0);
   Append(frame.bytes, FieldImage(1, variant, 0));
   frame.firstFieldLength = firstLength;
+  frame.length = frame.bytes.size();
+  frame.bytes.resize(frame.length + kFramePadding, 0);
+  return frame;
+}
+
+Frame CompressWithLibjpeg(const std::vector<uint8_t>& rgb, int width, int height, const Layout& layout,
+                          Planes planes[2]) {
+  Frame frame;
+  const int images = layout.fields ? 2 : 1, lines = height / images;
+  for (int image = 0; image < images; ++image) {
+    jpeg_compress_struct info;
+    jpeg_error_mgr errors;
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&info);
+    unsigned char* buffer = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &buffer, &size);
+    info.image_width = JDIMENSION(width);
+    info.image_height = JDIMENSION(lines);
+    info.input_components = 3;
+    info.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&info);
+    if (layout.components == 1) jpeg_set_colorspace(&info, JCS_GRAYSCALE);
+    jpeg_set_quality(&info, 85, TRUE);
+    for (int c = 0; c < layout.components; ++c) {
+      info.comp_info[c].h_samp_factor = layout.factors[c][0];
+      info.comp_info[c].v_samp_factor = layout.factors[c][1];
+    }
+    info.restart_interval = layout.restartInterval;
+    info.optimize_coding = layout.optimise ? TRUE : FALSE;
+    jpeg_start_compress(&info, TRUE);
+    while (info.next_scanline < info.image_height) {
+      const std::size_t line = std::size_t(info.next_scanline) * images + image;
+      JSAMPROW row = const_cast<uint8_t*>(rgb.data()) + line * width * 3;
+      jpeg_write_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_compress(&info);
+    jpeg_destroy_compress(&info);
+    const std::vector<uint8_t> jpeg(buffer, buffer + size);
+    std::free(buffer);
+    frame.bytes.insert(frame.bytes.end(), jpeg.begin(), jpeg.end());
+
+    // Whole MCU rows of every component as raw data, then cut to the picture's lines;
+    // pictures here are whole MCUs wide.
+    jpeg_decompress_struct reader;
+    reader.err = jpeg_std_error(&errors);
+    jpeg_create_decompress(&reader);
+    jpeg_mem_src(&reader, jpeg.data(), jpeg.size());
+    jpeg_read_header(&reader, TRUE);
+    reader.raw_data_out = TRUE;
+    reader.dct_method = JDCT_ISLOW;
+    jpeg_start_decompress(&reader);
+    const int maxV = reader.max_v_samp_factor;
+    for (int c = 0; c < reader.num_components; ++c) {
+      const jpeg_component_info& component = reader.comp_info[c];
+      planes[image][c].width = int(component.width_in_blocks) * 8;
+      planes[image][c].height = int(component.height_in_blocks) * 8 + 16 * maxV;
+      planes[image][c].samples.assign(std::size_t(planes[image][c].width) * planes[image][c].height, 0);
+    }
+    while (reader.output_scanline < reader.output_height) {
+      std::vector<JSAMPROW> rows[3];
+      JSAMPARRAY arrays[3];
+      for (int c = 0; c < reader.num_components; ++c) {
+        Plane& plane = planes[image][c];
+        const int first = int(reader.output_scanline) * reader.comp_info[c].v_samp_factor / maxV;
+        for (int r = 0; r < reader.comp_info[c].v_samp_factor * 8; ++r) {
+          rows[c].push_back(&plane.samples[std::size_t(first + r) * plane.width]);
+        }
+        arrays[c] = rows[c].data();
+      }
+      jpeg_read_raw_data(&reader, arrays, JDIMENSION(maxV * 8));
+    }
+    for (int c = 0; c < reader.num_components; ++c) {
+      planes[image][c].height = (lines * reader.comp_info[c].v_samp_factor + maxV - 1) / maxV;
+    }
+    jpeg_finish_decompress(&reader);
+    jpeg_destroy_decompress(&reader);
+  }
   frame.length = frame.bytes.size();
   frame.bytes.resize(frame.length + kFramePadding, 0);
   return frame;
