@@ -48,7 +48,7 @@ class Session {
     const uint8_t* data = fenced.data();
     const int32_t result =
         RunGuarded([&]() -> int32_t { return session_.DecompressFrame(&kOutput, bits_.data(), &input, data); });
-    EXPECT_TRUE(std::all_of(bits_.begin() + kImageBytes, bits_.end(), [](uint8_t b) { return b == kUntouched; }))
+    EXPECT_EQ(Bytes(bits_.begin() + kImageBytes, bits_.end()), Bytes(kGuardBytes, kUntouched))
         << "wrote past the bitmap";
     return result;
   }
@@ -60,10 +60,7 @@ class Session {
     }
     return rows;
   }
-  bool Untouched(int field = -1) const {
-    const Bytes rows = Rows(field);
-    return std::all_of(rows.begin(), rows.end(), [](uint8_t b) { return b == kUntouched; });
-  }
+  bool Untouched(int field = -1) const { return Rows(field) == Bytes(Rows(field).size(), kUntouched); }
 
  private:
   DecoderSession session_;
@@ -99,11 +96,12 @@ class HostileFrames : public testing::Test {
     const Frame frame = source.Build(FrameVariant{});
     own_ = Unpadded(frame);
     firstFieldEnd_ = frame.firstFieldLength;
+    // 4:2:0 with restarts, and chrominance finer than luminance (valid, and libjpeg writes it).
     Planes unused[2];
-    const Layout restarts = {"", 3, {{2, 2}, {1, 1}, {1, 1}}, 4, true, false};
-    other_ = Unpadded(CompressWithLibjpeg(source.pictureRgb(), kWidth, kHeight, restarts, unused));
-    const Layout finer = {"", 3, {{1, 1}, {1, 2}, {1, 1}}, 0, false, false};
-    finerChroma_ = Unpadded(CompressWithLibjpeg(source.pictureRgb(), kWidth, kHeight, finer, unused));
+    const Layout layouts[] = {{"", 3, {{2, 2}, {1, 1}, {1, 1}}, 4, true, false},
+                              {"", 3, {{1, 1}, {1, 2}, {1, 1}}, 0, false, false}};
+    other_ = Unpadded(CompressWithLibjpeg(source.pictureRgb(), kWidth, kHeight, layouts[0], unused));
+    finerChroma_ = Unpadded(CompressWithLibjpeg(source.pictureRgb(), kWidth, kHeight, layouts[1], unused));
     Session session(&OneProcessor);
     ASSERT_EQ(session.Decode(own_), 0);
     good_ = session.Rows();
@@ -138,66 +136,70 @@ TEST_F(HostileFrames, EachEndsAsDocumentedAndTheSessionDecodesTheNextGoodFrame) 
       b[dht + 4 + length] = length < symbols - 1 ? 1 : length == symbols - 1 ? 2 : 0;
     }
   };
-  const struct {
+  struct Case {
     const char* name;
     const Bytes& base;
     Edit edit;
-    int32_t result;
-    Picture picture;
-  } cases[] = {
+    Picture picture = Picture::Untouched;
+    int32_t result = kError;
+  };
+  const Case cases[] = {
       // Other producers' frames: refused before a pixel is written.
-      {"more codes of a length than fit", other_, [&](Bytes& b) { b[dht + 5] = 2; }, kError, Picture::Untouched},
-      {"a code of all ones", other_, allOnesCode, kError, Picture::Untouched},
-      {"more symbols than the segment holds", other_, [&](Bytes& b) { b[dht + 20] = 200; }, kError, Picture::Untouched},
-      {"Huffman table id 4", other_, [&](Bytes& b) { b[dht + 4] = 0x04; }, kError, Picture::Untouched},
-      {"Huffman table class 2", other_, [&](Bytes& b) { b[dht + 4] = 0x20; }, kError, Picture::Untouched},
-      {"quantisation table id 4", other_, [&](Bytes& b) { b[dqt + 4] = 0x04; }, kError, Picture::Untouched},
-      {"16-bit quantisation table", other_, [&](Bytes& b) { b[dqt + 4] = 0x10; }, kError, Picture::Untouched},
-      {"luma sampling 0", other_, [&](Bytes& b) { b[sof + 11] = 0x02; }, kError, Picture::Untouched},
-      {"luma sampling 3", other_, [&](Bytes& b) { b[sof + 11] = 0x32; }, kError, Picture::Untouched},
-      {"chroma factor not dividing luma's", other_, [&](Bytes& b) { b[sof + 14] = 0x12, b[sof + 11] = 0x21; },
-       kError, Picture::Untouched},
-      {"four components", other_, [&](Bytes& b) { b[sof + 9] = 4; }, kError, Picture::Untouched},
-      {"progressive", other_, [&](Bytes& b) { b[sof + 1] = 0xC2; }, kError, Picture::Untouched},
-      {"arithmetic coding", other_, [&](Bytes& b) { b[sof + 1] = 0xC9; }, kError, Picture::Untouched},
-      {"wider than the frame", other_, [&](Bytes& b) { b[sof + 7] = 0x02; }, kError, Picture::Untouched},
-      {"scan of two components", other_, [&](Bytes& b) { b[sos + 4] = 2; }, kError, Picture::Untouched},
-      {"scan selects table 3", other_, [&](Bytes& b) { b[sos + 6] = 0x33; }, kError, Picture::Untouched},
-      {"spectral selection of a progressive scan", other_, [&](Bytes& b) { b[sos + 12] = 5; }, kError,
-       Picture::Untouched},
-      {"restart markers out of order", other_, [&](Bytes& b) { b[rst0 + 1] = 0xD1; }, kError, Picture::Untouched},
-      {"restart marker missing", other_, [&](Bytes& b) { b[rst0 + 1] = 0x00; }, kError, Picture::Untouched},
-      {"coded data cut short", other_, [&](Bytes& b) { b.resize((sos + rst0) / 2); }, kError, Picture::Untouched},
-      {"cut short after the last restart", other_, [&](Bytes& b) { b.resize(rst0 + 8); }, kError, Picture::Untouched},
-      {"image without a scan", other_, [&](Bytes& b) { b.resize(sos); }, kError, Picture::Untouched},
-      {"chrominance finer than luminance", finerChroma_, [](Bytes&) {}, kError, Picture::Untouched},
+      {"more codes of a length than fit", other_, [&](Bytes& b) { b[dht + 5] = 2; }},
+      {"a code of all ones", other_, allOnesCode},
+      {"more symbols than the segment holds", other_, [&](Bytes& b) { b[dht + 20] = 200; }},
+      {"Huffman table id 4", other_, [&](Bytes& b) { b[dht + 4] = 0x04; }},
+      {"Huffman table class 2", other_, [&](Bytes& b) { b[dht + 4] = 0x20; }},
+      {"quantisation table id 4", other_, [&](Bytes& b) { b[dqt + 4] = 0x04; }},
+      {"16-bit quantisation table", other_, [&](Bytes& b) { b[dqt + 4] = 0x10; }},
+      {"luma sampling 0", other_, [&](Bytes& b) { b[sof + 11] = 0x02; }},
+      {"luma sampling 3", other_, [&](Bytes& b) { b[sof + 11] = 0x32; }},
+      {"chroma factor not dividing luma's", other_, [&](Bytes& b) { b[sof + 14] = 0x12, b[sof + 11] = 0x21; }},
+      {"four components", other_, [&](Bytes& b) { b[sof + 9] = 4; }},
+      {"progressive", other_, [&](Bytes& b) { b[sof + 1] = 0xC2; }},
+      {"arithmetic coding", other_, [&](Bytes& b) { b[sof + 1] = 0xC9; }},
+      {"wider than the frame", other_, [&](Bytes& b) { b[sof + 7] = 0x02; }},
+      {"scan of two components", other_, [&](Bytes& b) { b[sos + 4] = 2; }},
+      {"scan selects table 3", other_, [&](Bytes& b) { b[sos + 6] = 0x33; }},
+      {"spectral selection of a progressive scan", other_, [&](Bytes& b) { b[sos + 12] = 5; }},
+      {"restart markers out of order", other_, [&](Bytes& b) { b[rst0 + 1] = 0xD1; }},
+      {"restart marker missing", other_, [&](Bytes& b) { b[rst0 + 1] = 0x00; }},
+      {"coded data cut short", other_, [&](Bytes& b) { b.resize((sos + rst0) / 2); }},
+      {"cut short after the last restart", other_, [&](Bytes& b) { b.resize(rst0 + 8); }},
+      {"image without a scan", other_, [&](Bytes& b) { b.resize(sos); }},
+      {"chrominance finer than luminance", finerChroma_, [](Bytes&) {}},
       // The codec's own layout. 65535 x 65535 fields do not fit the bitmap: refused
       // before any block. Zero sampling factors and component ids the scan does not
       // name send the frame to the baseline path, which refuses them.
-      {"huge size", o, [&](Bytes& b) { std::fill_n(&b[ownSof[0] + 5], 4, 0xFF); }, kError, Picture::Untouched},
-      {"zero sampling", o, [&](Bytes& b) { for (std::size_t at : ownSof) b[at + 11] = b[at + 14] = b[at + 17] = 0; },
-       kError, Picture::Untouched},
-      {"ids out of range", o, [&](Bytes& b) { for (std::size_t at : ownSof) b[at + 10] = 0, b[at + 13] = 4, b[at + 16] = 255; },
-       kError, Picture::Untouched},
+      {"huge size", o, [&](Bytes& b) { std::fill_n(&b[ownSof[0] + 5], 4, 0xFF); }},
+      {"zero sampling", o,
+       [&](Bytes& b) {
+         for (std::size_t at : ownSof) b[at + 11] = b[at + 14] = b[at + 17] = 0;
+       }},
+      {"ids out of range", o,
+       [&](Bytes& b) {
+         for (std::size_t at : ownSof) b[at + 10] = 0, b[at + 13] = 4, b[at + 16] = 255;
+       }},
       // Cb factors 12 x 3 ask for 39 blocks per MCU, more than the workspace holds.
-      {"oversized MCU", o, [&](Bytes& b) { b[ownSof[0] + 14] = 0xC3; }, kError, Picture::Untouched},
+      {"oversized MCU", o, [&](Bytes& b) { b[ownSof[0] + 14] = 0xC3; }},
       // A 16-bit table faults while the headers are read; one or three tables at the
       // first dequantisation.
-      {"16-bit table", o, [&](Bytes& b) { b[ownDqt + 4] = 0x10; }, kError, Picture::Untouched},
-      {"16-bit second table", o, [&](Bytes& b) { b[secondTable] = 0x11; }, kError, Picture::Untouched},
-      {"one table", o, [&](Bytes& b) { b[secondTable] = 0x00; }, kError, Picture::Untouched},
-      {"three tables", o, [&](Bytes& b) { b[secondTable] = 0x02; }, kError, Picture::Untouched},
-      {"empty DQT", o, [&](Bytes& b) { b[ownDqt + 2] = 0, b[ownDqt + 3] = 2; }, kError, Picture::Untouched},
+      {"16-bit table", o, [&](Bytes& b) { b[ownDqt + 4] = 0x10; }},
+      {"16-bit second table", o, [&](Bytes& b) { b[secondTable] = 0x11; }},
+      {"one table", o, [&](Bytes& b) { b[secondTable] = 0x00; }},
+      {"three tables", o, [&](Bytes& b) { b[secondTable] = 0x02; }},
+      {"empty DQT", o, [&](Bytes& b) { b[ownDqt + 2] = 0, b[ownDqt + 3] = 2; }},
       // Nine ones match no DC code: a field of 0xFF bytes fails at its first block.
-      {"field 0 undecodable", o, [&](Bytes& b) { std::fill(&b[Data(0)], &b[End(0)], 0xFF); }, kError,
-       Picture::Untouched},
-      {"field 1 undecodable", o, [&](Bytes& b) { std::fill(&b[Data(1)], &b[End(1)], 0xFF); }, kError,
-       Picture::FirstFieldOnly},
+      {"field 0 undecodable", o, [&](Bytes& b) { std::fill(&b[Data(0)], &b[End(0)], 0xFF); }},
+      {"field 1 undecodable", o, [&](Bytes& b) { std::fill(&b[Data(1)], &b[End(1)], 0xFF); }, Picture::FirstFieldOnly},
       // A stray scan header inside the lead the one-thread path skips behind field 0.
-      {"stray scan header", o, [&](Bytes& b) { b.insert(b.begin() + long(End(0)), {0xFF, 0xDA, 0, 2}); }, 0,
-       Picture::Good},
+      {"stray scan header", o,
+       [&](Bytes& b) {
+         b.insert(b.begin() + long(End(0)), {0xFF, 0xDA, 0, 2});
+       },
+       Picture::Good, 0},
       // An SOS length that points past the frame: nothing there is read.
-      {"SOS length 65535", o, [&](Bytes& b) { b[ownSos + 2] = b[ownSos + 3] = 0xFF; }, 0, Picture::Any},
+      {"SOS length 65535", o, [&](Bytes& b) { b[ownSos + 2] = b[ownSos + 3] = 0xFF; }, Picture::Any, 0},
   };
   for (const auto& c : cases) {
     Bytes frame = c.base;
@@ -221,9 +223,10 @@ TEST_F(HostileFrames, EachEndsAsDocumentedAndTheSessionDecodesTheNextGoodFrame) 
 }
 
 // Every cut through the headers, then every third byte of the coded data, in fresh and
-// in reused sessions; then random bytes without an SOF0, which decode with the size of
-// the frame before them or fail (random DQTs may fault).
-TEST_F(HostileFrames, TruncatedAndRandomFramesEndInAResultAndTheSessionRecovers) {
+// in reused sessions. A cut inside the DQT can zero the second table's destination
+// byte (one table: a deliberate fault); anywhere else the zeros after the cut decode
+// or fail.
+TEST_F(HostileFrames, TruncatedFramesEndInAResultAndTheSessionRecovers) {
   Session reused(&OneProcessor), scanning(&TwoProcessors);
   for (std::size_t cut = 0; cut < own_.size(); cut += cut < Data(1) + 8 ? 1 : 3) {
     const Bytes truncated(own_.begin(), own_.begin() + long(cut));
@@ -233,17 +236,6 @@ TEST_F(HostileFrames, TruncatedAndRandomFramesEndInAResultAndTheSessionRecovers)
     EXPECT_TRUE(cut >= Find(own_, 0xC0) || fresh.Untouched()) << "cut at " << cut << ": no picture size yet";
     EXPECT_EQ(scanning.Decode(WithoutApp1(truncated)), result) << "cut at " << cut << ", second field scanned for";
     EXPECT_EQ(reused.Decode(truncated), result) << "cut at " << cut << ", reused session";
-  }
-  uint32_t random = 20240611;
-  for (int n = 0; n < 300; ++n) {
-    Bytes frame(1 + (random = random * 1664525u + 1013904223u) % (4 * own_.size()));
-    for (uint8_t& b : frame) b = uint8_t((random = random * 1664525u + 1013904223u) >> 30 == 0 ? 0xFF : random >> 8);
-    for (std::size_t i = 0; i + 1 < frame.size(); ++i) {
-      if (frame[i] == 0xFF && frame[i + 1] == 0xC0) frame[i + 1] = 0xC1;
-    }
-    const int32_t result = reused.Decode(frame);
-    EXPECT_TRUE(result == 0 || result == kError) << "frame " << n << ": " << result;
-    EXPECT_EQ(scanning.Decode(WithoutApp1(frame)), result) << "frame " << n;
   }
   EXPECT_EQ(reused.Decode(own_), 0);
   EXPECT_EQ(reused.Rows(), good_);

@@ -1,17 +1,21 @@
-// The encoder's kernels each processor class runs, and class 159's SSE2 twins, which
-// must give the plain kernels' words and bytes exactly, for any input and at a fault.
+// The encoder's kernels each processor class runs, class 159's SSE2 twins, which must
+// give the plain kernels' words and bytes exactly, for any input and at a fault, and
+// the formats and quality tables of a session.
 #include "encoder/encoder_kernels.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <string>
 #include <vector>
 
+#include "encoder/encoder_session.h"
 #include "encoder/entropy_writer.h"
 #include "encoder/quant_tables.h"
-#include "platform/fault_guard.h"
 #include "pixel/processor.h"
+#include "platform/fault_guard.h"
+#include "support/bitmap_header.h"
 #include "support/kernel_variants.h"
 
 namespace trvx {
@@ -88,7 +92,8 @@ TEST(EncoderKernels, AmdSse2DctAndQuantiserGiveThePlainWordsForEveryInput) {
       std::copy(sampling, sampling + kSamplingFactorCount, mcu->description.sampling);
     }
     for (int start = -32768; start < 32768; start += kAll) {
-      for (int i = 0; i < kAll; ++i) expected.blocks.coefficients[i] = actual.blocks.coefficients[i] = int16_t(start + i);
+      std::iota(expected.blocks.coefficients, expected.blocks.coefficients + kAll, int16_t(start));
+      std::copy_n(expected.blocks.coefficients, kAll, actual.blocks.coefficients);
       plain.quantise(expected.description, expected.blocks);
       twin.quantise(actual.description, actual.blocks);
       ASSERT_EQ(actual.Contents(), expected.Contents()) << round << " " << start;
@@ -159,6 +164,34 @@ TEST(EncoderKernels, AmdSse2WriterWritesThePlainBytesAlsoAroundFaults) {
   }
   EXPECT_GT(faults, 50);
   EXPECT_GT(dropped, 50);
+}
+
+constexpr int kSessionWidth = 176, kSessionHeight = 144;
+uint32_t OneThread() { return 1; }
+
+TEST(EncoderSession, TakesFormatsInAnyCaseAndKeepsItsQualityTablesUntilItEnds) {
+  EncoderSession encoder(&OneThread);
+  const BitmapHeader input = test::Bitmap(kSessionWidth, kSessionHeight, 24);
+  BitmapHeader output = test::Bitmap(kSessionWidth, kSessionHeight, 24, kCodecFourCc);
+  const std::vector<uint8_t> picture(kSessionWidth * kSessionHeight * 3, 0x80);
+  std::vector<uint8_t> frame(kSessionWidth * kSessionHeight * 4);
+  const auto compress = [&](uint32_t quality) {
+    return encoder.Compress(&output, frame.data(), &input, picture.data(), quality);
+  };
+  EXPECT_EQ(compress(7000), -100) << "before Begin";
+  const BitmapHeader lowerCase = test::Bitmap(kSessionWidth, kSessionHeight, 16, MakeFourCc('y', 'u', 'y', '2'));
+  EXPECT_EQ(RunGuarded([&] { return encoder.Begin(&lowerCase, &output); }), 0) << "hosts may name it in lower case";
+  EXPECT_EQ(encoder.End(), 0);
+  ASSERT_EQ(encoder.Begin(&input, &output), 0);
+  // A first frame above the scale is coded at the default quality; later ones keep
+  // the tables there are.
+  for (const auto& [quality, kept] : {std::pair{0xFFFFFFFFu, 7000u}, {10000u, 10000u}, {10001u, 10000u}}) {
+    ASSERT_EQ(compress(quality), 0);
+    EXPECT_EQ(encoder.Quality(), kept) << quality;
+  }
+  EXPECT_EQ(encoder.LumaQuantTable()[0], 1);
+  EXPECT_EQ(encoder.End(), 0);
+  EXPECT_EQ(encoder.Quality(), kNoQuality) << "the next session builds its tables afresh";
 }
 
 }  // namespace

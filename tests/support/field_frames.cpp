@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <memory>
 // jpeglib.h needs size_t and FILE declared first.
 #include <jpeglib.h>
 
@@ -23,24 +24,7 @@ const char* const kPhotoNames[] = {"Garden.jpg",   "RainDrops.jpg", "YellowFlowe
                                    "TwoWings.jpg", "Wood.jpg",      "Aqua.jpg",         "Storm.jpg",
                                    "LadyBird.jpg", "Dune.jpg",      "FreshFlower.jpg",  "GreenMeadow.jpg"};
 
-struct TjHandle {
-  explicit TjHandle(tjhandle h) : handle(h) {}
-  ~TjHandle() {
-    if (handle != nullptr) tjDestroy(handle);
-  }
-  TjHandle(const TjHandle&) = delete;
-  TjHandle& operator=(const TjHandle&) = delete;
-  tjhandle handle;
-};
-
-unsigned ReadBigEndian16(const std::vector<uint8_t>& bytes, std::size_t at) {
-  return static_cast<unsigned>(bytes[at]) << 8 | bytes[at + 1];
-}
-
-void PutBigEndian16(std::vector<uint8_t>& bytes, unsigned value) {
-  bytes.push_back(static_cast<uint8_t>(value >> 8));
-  bytes.push_back(static_cast<uint8_t>(value));
-}
+using TjHandle = std::unique_ptr<void, int (*)(tjhandle)>;
 
 void PatchBigEndian32(std::vector<uint8_t>& bytes, std::size_t at, std::size_t value) {
   for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
@@ -58,17 +42,14 @@ std::vector<uint8_t> ReadFile(const std::string& path) {
 }  // namespace
 
 std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, Planes& out) {
-  TjHandle decoder(tjInitDecompress());
+  TjHandle decoder(tjInitDecompress(), &tjDestroy);
   auto* data = const_cast<unsigned char*>(jpeg.data());
   const auto size = static_cast<unsigned long>(jpeg.size());
   int w = 0, h = 0, subsampling = -1, colourspace = -1;
-  if (tjDecompressHeader3(decoder.handle, data, size, &w, &h, &subsampling, &colourspace) != 0) {
-    return tjGetErrorStr2(decoder.handle);
+  if (tjDecompressHeader3(decoder.get(), data, size, &w, &h, &subsampling, &colourspace) != 0) {
+    return tjGetErrorStr2(decoder.get());
   }
-  if (w != width || h != height || subsampling != TJSAMP_422 || colourspace != TJCS_YCbCr) {
-    return "header says " + std::to_string(w) + "x" + std::to_string(h) + ", subsampling " +
-           std::to_string(subsampling) + ", colour space " + std::to_string(colourspace);
-  }
+  if (w != width || h != height || subsampling != TJSAMP_422 || colourspace != TJCS_YCbCr) return "other header";
   unsigned char* planes[3];
   int strides[3];
   for (int c = 0; c < 3; ++c) {
@@ -77,8 +58,8 @@ std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int
     strides[c] = out[c].width;
   }
   // Fails on warnings as well, such as a scan that ends early.
-  if (tjDecompressToYUVPlanes(decoder.handle, data, size, planes, width, strides, height, TJFLAG_ACCURATEDCT) != 0) {
-    return tjGetErrorStr2(decoder.handle);
+  if (tjDecompressToYUVPlanes(decoder.get(), data, size, planes, width, strides, height, TJFLAG_ACCURATEDCT) != 0) {
+    return tjGetErrorStr2(decoder.get());
   }
   return "";
 }
@@ -99,8 +80,7 @@ int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputForma
   if (result == 0) result = session.DecompressFrame(&output, bits.data(), &input, fenced.data());
   const int32_t ended = session.End();
   if (result == 0) result = ended;
-  if (result == 0 &&
-      !std::all_of(bits.begin() + output.sizeImage, bits.end(), [](uint8_t b) { return b == kGuardByte; })) {
+  if (result == 0 && std::count(bits.begin() + output.sizeImage, bits.end(), kGuardByte) != kGuardBytes) {
     result = kWroteOutside;
   }
   bits.resize(output.sizeImage);
@@ -108,13 +88,12 @@ int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputForma
 }
 
 std::string FieldFrameSource::FindPhoto(int width, int height) {
-  TjHandle decoder(tjInitDecompress());
-  if (decoder.handle == nullptr) return std::string();
+  TjHandle decoder(tjInitDecompress(), &tjDestroy);
   for (const char* name : kPhotoNames) {
     const std::string path = std::string(kPhotoDirectory) + name;
     const std::vector<uint8_t> jpeg = ReadFile(path);
     int photoWidth = 0, photoHeight = 0, subsampling = 0, colourspace = 0;
-    if (jpeg.empty() || tjDecompressHeader3(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()),
+    if (jpeg.empty() || tjDecompressHeader3(decoder.get(), jpeg.data(), static_cast<unsigned long>(jpeg.size()),
                                             &photoWidth, &photoHeight, &subsampling, &colourspace) != 0) {
       continue;
     }
@@ -125,10 +104,6 @@ std::string FieldFrameSource::FindPhoto(int width, int height) {
 
 FieldFrameSource::FieldFrameSource(const std::string& photoPath, int width, int height, int quality)
     : width_(width), height_(height) {
-  if (width <= 0 || height <= 0 || width % 16 != 0 || height % 16 != 0) {
-    error_ = "width and height must be positive multiples of 16";
-    return;
-  }
   if (!LoadPicture(photoPath)) return;
   for (int field = 0; field < 2; ++field) {
     if (!CompressField(field, quality)) return;
@@ -138,13 +113,13 @@ FieldFrameSource::FieldFrameSource(const std::string& photoPath, int width, int 
 bool FieldFrameSource::LoadPicture(const std::string& photoPath) {
   const std::vector<uint8_t> jpeg = ReadFile(photoPath);
   const auto size = static_cast<unsigned long>(jpeg.size());
-  TjHandle decoder(tjInitDecompress());
+  TjHandle decoder(tjInitDecompress(), &tjDestroy);
   int photoWidth = 0, photoHeight = 0, subsampling = 0, colourspace = 0;
-  const bool large = tjDecompressHeader3(decoder.handle, jpeg.data(), size, &photoWidth, &photoHeight, &subsampling,
+  const bool large = tjDecompressHeader3(decoder.get(), jpeg.data(), size, &photoWidth, &photoHeight, &subsampling,
                                          &colourspace) == 0 &&
                      photoWidth >= width_ && photoHeight >= height_;
   std::vector<uint8_t> photo(large ? static_cast<std::size_t>(photoWidth) * photoHeight * 3 : 0);
-  if (!large || tjDecompress2(decoder.handle, jpeg.data(), size, photo.data(), photoWidth, photoWidth * 3, photoHeight,
+  if (!large || tjDecompress2(decoder.get(), jpeg.data(), size, photo.data(), photoWidth, photoWidth * 3, photoHeight,
                               TJPF_RGB, TJFLAG_ACCURATEDCT) != 0) {
     error_ = "libjpeg-turbo cannot decode a picture that large from " + photoPath;
     return false;
@@ -173,21 +148,13 @@ bool FieldFrameSource::LoadPicture(const std::string& photoPath) {
 
 bool FieldFrameSource::CompressField(int field, int quality) {
   const int lines = height_ / 2;
-  const std::size_t rowBytes = static_cast<std::size_t>(width_) * 3;
-  std::vector<uint8_t> fieldRgb(rowBytes * lines);
-  for (int line = 0; line < lines; ++line) {
-    std::copy_n(rgb_.begin() + (2 * line + field) * rowBytes, rowBytes, fieldRgb.begin() + line * rowBytes);
-  }
-  TjHandle encoder(tjInitCompress());
-  if (encoder.handle == nullptr) {
-    error_ = "tjInitCompress failed";
-    return false;
-  }
+  TjHandle encoder(tjInitCompress(), &tjDestroy);
   unsigned char* compressed = nullptr;
   unsigned long compressedSize = 0;
-  if (tjCompress2(encoder.handle, fieldRgb.data(), width_, static_cast<int>(rowBytes), lines, TJPF_RGB, &compressed,
+  // Every other line of the picture, from the field's first.
+  if (tjCompress2(encoder.get(), rgb_.data() + field * width_ * 3, width_, 2 * width_ * 3, lines, TJPF_RGB, &compressed,
                   &compressedSize, TJSAMP_422, quality, TJFLAG_ACCURATEDCT) != 0) {
-    error_ = std::string("tjCompress2 failed: ") + tjGetErrorStr2(encoder.handle);
+    error_ = std::string("tjCompress2 failed: ") + tjGetErrorStr2(encoder.get());
     tjFree(compressed);
     return false;
   }
@@ -200,7 +167,7 @@ bool FieldFrameSource::CompressField(int field, int quality) {
   std::vector<uint8_t> tables[2];
   for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
     const uint8_t code = jpeg[at + 1];
-    const std::size_t end = std::min(jpeg.size(), at + 2 + ReadBigEndian16(jpeg, at + 2));
+    const std::size_t end = std::min(jpeg.size(), at + 2 + (jpeg[at + 2] << 8 | jpeg[at + 3]));
     const std::vector<uint8_t> segment(jpeg.begin() + at, jpeg.begin() + end);
     if (code == 0xDB) {
       for (std::size_t t = 4; t + 65 <= segment.size(); t += 65) {
@@ -242,8 +209,7 @@ std::vector<uint8_t> FieldFrameSource::FieldImage(int field, const FrameVariant&
   }
   out.insert(out.end(), {0xFF, 0xDD, 0, 4, 0, 0});
   const std::size_t dqt = out.size();
-  out.insert(out.end(), {0xFF, 0xDB});
-  PutBigEndian16(out, static_cast<unsigned>(2 + parts.dqtTables.size()));
+  out.insert(out.end(), {0xFF, 0xDB, 0, static_cast<uint8_t>(2 + parts.dqtTables.size())});  // two tables
   Append(out, parts.dqtTables);
   const std::size_t sof = out.size();
   Append(out, parts.sof);
@@ -267,16 +233,11 @@ std::vector<uint8_t> FieldFrameSource::FieldImage(int field, const FrameVariant&
   const std::size_t data = out.size();
   Append(out, parts.scan);
   if (variant.applicationSegments) {
-    PatchBigEndian32(out, app0 + 10, out.size());
-    PatchBigEndian32(out, app0 + 14, out.size());
-    PatchBigEndian32(out, app1 + 12, out.size());
-    PatchBigEndian32(out, app1 + 16, out.size());
-    PatchBigEndian32(out, app1 + 20, nextFieldOffset);
-    PatchBigEndian32(out, app1 + 24, dqt);
-    PatchBigEndian32(out, app1 + 28, dht);
-    PatchBigEndian32(out, app1 + 32, sof);
-    PatchBigEndian32(out, app1 + 36, sos);
-    PatchBigEndian32(out, app1 + 40, data);
+    // APP0: the image size twice; APP1: sizes, next-field offset, DQT, DHT, SOF0, SOS, data.
+    const std::size_t size = out.size(), words[] = {size, size, nextFieldOffset, dqt, dht, sof, sos, data};
+    PatchBigEndian32(out, app0 + 10, size);
+    PatchBigEndian32(out, app0 + 14, size);
+    for (int i = 0; i < 8; ++i) PatchBigEndian32(out, app1 + 12 + 4 * i, words[i]);
   }
   return out;
 }
@@ -325,16 +286,14 @@ Frame CompressWithLibjpeg(const std::vector<uint8_t>& rgb, int width, int height
     }
     jpeg_finish_compress(&info);
     jpeg_destroy_compress(&info);
-    const std::vector<uint8_t> jpeg(buffer, buffer + size);
-    std::free(buffer);
-    frame.bytes.insert(frame.bytes.end(), jpeg.begin(), jpeg.end());
+    frame.bytes.insert(frame.bytes.end(), buffer, buffer + size);
 
-    // Whole MCU rows of every component as raw data, then cut to the picture's lines;
+    // Whole MCU rows of every component as raw data, of which the picture's lines count;
     // pictures here are whole MCUs wide.
     jpeg_decompress_struct reader;
     reader.err = jpeg_std_error(&errors);
     jpeg_create_decompress(&reader);
-    jpeg_mem_src(&reader, jpeg.data(), jpeg.size());
+    jpeg_mem_src(&reader, buffer, size);
     jpeg_read_header(&reader, TRUE);
     reader.raw_data_out = TRUE;
     reader.dct_method = JDCT_ISLOW;
@@ -342,9 +301,10 @@ Frame CompressWithLibjpeg(const std::vector<uint8_t>& rgb, int width, int height
     const int maxV = reader.max_v_samp_factor;
     for (int c = 0; c < reader.num_components; ++c) {
       const jpeg_component_info& component = reader.comp_info[c];
+      const int rows = int(component.height_in_blocks) * 8 + 16 * maxV;
       planes[image][c].width = int(component.width_in_blocks) * 8;
-      planes[image][c].height = int(component.height_in_blocks) * 8 + 16 * maxV;
-      planes[image][c].samples.assign(std::size_t(planes[image][c].width) * planes[image][c].height, 0);
+      planes[image][c].height = (lines * component.v_samp_factor + maxV - 1) / maxV;
+      planes[image][c].samples.assign(std::size_t(planes[image][c].width) * rows, 0);
     }
     while (reader.output_scanline < reader.output_height) {
       std::vector<JSAMPROW> rows[3];
@@ -359,11 +319,9 @@ Frame CompressWithLibjpeg(const std::vector<uint8_t>& rgb, int width, int height
       }
       jpeg_read_raw_data(&reader, arrays, JDIMENSION(maxV * 8));
     }
-    for (int c = 0; c < reader.num_components; ++c) {
-      planes[image][c].height = (lines * reader.comp_info[c].v_samp_factor + maxV - 1) / maxV;
-    }
     jpeg_finish_decompress(&reader);
     jpeg_destroy_decompress(&reader);
+    std::free(buffer);
   }
   frame.length = frame.bytes.size();
   frame.bytes.resize(frame.length + kFramePadding, 0);

@@ -39,9 +39,7 @@ struct Frame {
 struct Plane {
   int width = 0, height = 0;
   std::vector<uint8_t> samples;
-  int At(int x, int y) const {
-    return samples[std::size_t(std::min(y, height - 1)) * width + std::min(x, width - 1)];
-  }
+  int At(int x, int y) const { return samples[std::size_t(std::min(y, height - 1)) * width + std::min(x, width - 1)]; }
 };
 using Planes = std::array<Plane, 3>;  // Y, Cb, Cr
 
@@ -72,20 +70,17 @@ class FieldFrameSource {
   const std::vector<uint8_t>& pictureRgb() const { return rgb_; }
 
  private:
-  // The parts of libjpeg-turbo's output for one field that the variants reassemble.
+  // The parts of libjpeg-turbo's output for one field that the variants reassemble:
+  // Pq/Tq byte and 64 entries per table, whole segments, and coded data through EOI.
   struct Parts {
-    std::vector<uint8_t> dqtTables;                 // Pq/Tq byte and 64 entries per table, table 0 first
-    std::vector<std::vector<uint8_t>> dhtSegments;  // whole segments, marker included
-    std::vector<uint8_t> sof;                       // whole SOF0 segment
-    std::vector<uint8_t> sos;                       // whole SOS segment
-    std::vector<uint8_t> scan;                      // coded data through EOI
+    std::vector<uint8_t> dqtTables, sof, sos, scan;
+    std::vector<std::vector<uint8_t>> dhtSegments;
   };
 
   bool LoadPicture(const std::string& photoPath);
   bool CompressField(int field, int quality);
 
-  int width_;
-  int height_;
+  int width_, height_;
   std::string error_;
   std::vector<uint8_t> rgb_;
   Parts parts_[2];

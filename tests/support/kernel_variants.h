@@ -30,12 +30,11 @@ struct Lcg {
   }
 };
 
-// Blocks of 64 words, one after the other: first every extreme pattern (one value
-// everywhere, signs alternating by row, by column and both, one extreme coefficient
-// at each position, the DC alone at every value), then `randomBlocks` random ones of
-// full-range, extreme, small or sparse values, with rows or columns 4..7, a single
-// row or column, or all but the DC cleared, so that each shortcut a twin may take is
-// met both ways.
+// Blocks of 64 words: every extreme pattern (one value everywhere, signs alternating by
+// row, column or both, one extreme coefficient anywhere, the DC alone at every value),
+// then random ones of full-range, extreme, small or sparse values with rows 4..7,
+// columns 4..7, a row, a column or all but the DC cleared: each shortcut a twin may
+// take is met both ways.
 class TwinBlocks {
  public:
   explicit TwinBlocks(long randomBlocks) : randomLeft_(randomBlocks) {}
