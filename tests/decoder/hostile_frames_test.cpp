@@ -1,326 +1,257 @@
-// Frames that no encoder would write, decoded by the session on one thread: each must
-// end with its documented result (0, ICERR_ERROR, or -100 from a deliberate fault
-// behind the fault guard) and never crash or write outside the bitmap.
+// Frames that no encoder would write, each ending against an unreadable page, through
+// sessions on one thread and on two: each must end with its documented result (0, or
+// ICERR_ERROR, also what the fault guard makes of a deliberate fault), never crash or
+// write outside the bitmap, and leave the session able to decode the next good frame.
 //
-// The converter places MCUs by the size each SOF0 declares, and the bitmap only has
-// room for the size the host negotiated, so hostile frames here never declare a
-// larger picture unless their coded data fails before the first MCU is written.
+// The converter places MCUs by the size each SOF0 declares and the bitmap only has room
+// for the size the host negotiated, so hostile frames here never declare a larger
+// picture unless their coded data fails before the first MCU is written.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <random>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "decoder/decoder_session.h"
-#include "decoder/frame_reader.h"
-#include "driver/formats.h"
 #include "platform/fault_guard.h"
-#include "settings/settings_record.h"
+#include "support/bitmap_header.h"
+#include "support/fenced_buffer.h"
 #include "support/field_frames.h"
 
 namespace trvx::test {
 namespace {
 
-constexpr int kWidth = 64;
-constexpr int kHeight = 32;
-constexpr std::size_t kRowBytes = kWidth * 4;
-constexpr std::size_t kImageBytes = kRowBytes * kHeight;
-constexpr std::size_t kGuardBytes = 4096;
+constexpr int kWidth = 64, kHeight = 32;
+constexpr int32_t kError = -100;
 constexpr uint8_t kUntouched = 0xA5;
-constexpr int32_t kError = -100;  // ICERR_ERROR, and what the guard makes of a fault
+constexpr std::size_t kImageBytes = kWidth * kHeight * 2, kGuardBytes = 4096;
+const BitmapHeader kInput = Bitmap(kWidth, kHeight, 24, kCodecFourCc);
+const BitmapHeader kOutput = Bitmap(kWidth, kHeight, 16, kYuy2FourCc);  // row r holds field r % 2
 
 uint32_t OneProcessor() { return 1; }
 uint32_t TwoProcessors() { return 2; }
+using Bytes = std::vector<uint8_t>;
 
-// Field 0's coded data may start a scan window and a segment into the frame, and
-// field 1's headers and data as far again behind it; a few MCUs of reading on top.
-constexpr std::size_t kHostilePadding = 2 * kFieldReadWindow + 64 * 1024;
+class Session {
+ public:
+  explicit Session(ProcessorCountQuery processors) : session_(processors) {
+    EXPECT_EQ(session_.Begin(&kInput, &kOutput), 0);
+  }
+  ~Session() { session_.End(); }
 
-const BitmapHeader kInput = {40, kWidth, kHeight, 1, 24, kCodecFourCc, 0, 0, 0, 0, 0};
-const BitmapHeader kOutput = {40, kWidth, kHeight, 1, 32, 0, uint32_t(kImageBytes), 0, 0, 0, 0};
+  int32_t Decode(const Bytes& frame) {
+    bits_.assign(kImageBytes + kGuardBytes, kUntouched);
+    const FencedBuffer fenced(frame.data(), frame.size());
+    BitmapHeader input = kInput;
+    input.sizeImage = uint32_t(frame.size());
+    const uint8_t* data = fenced.data();
+    const int32_t result =
+        RunGuarded([&]() -> int32_t { return session_.DecompressFrame(&kOutput, bits_.data(), &input, data); });
+    EXPECT_EQ(Bytes(bits_.begin() + kImageBytes, bits_.end()), Bytes(kGuardBytes, kUntouched))
+        << "wrote past the bitmap";
+    return result;
+  }
+  // The rows of one field, or of both (-1).
+  Bytes Rows(int field = -1) const {
+    Bytes rows;
+    for (int r = 0; r < kHeight; ++r) {
+      if (field < 0 || r % 2 == field) rows.insert(rows.end(), &bits_[r * kWidth * 2], &bits_[(r + 1) * kWidth * 2]);
+    }
+    return rows;
+  }
+  bool Untouched(int field = -1) const { return Rows(field) == Bytes(Rows(field).size(), kUntouched); }
 
-// Without any APP1 marker: a two-processor session then finds the second field by
-// scanning, and its result must be what the one-thread path gives for the frame. Only
-// FindNextFieldOffset looks at that code byte.
-std::vector<uint8_t> WithoutApp1(std::vector<uint8_t> frame) {
+ private:
+  DecoderSession session_;
+  Bytes bits_;
+};
+
+Bytes Unpadded(const Frame& frame) { return Bytes(frame.bytes.begin(), frame.bytes.begin() + frame.length); }
+
+// Without any APP1 marker a two-processor session finds the second field by scanning.
+Bytes WithoutApp1(Bytes frame) {
   for (std::size_t i = 0; i + 1 < frame.size(); ++i) {
     if (frame[i] == 0xFF && frame[i + 1] == 0xE1) frame[i + 1] = 0xE2;
   }
   return frame;
 }
 
-// A one-thread session with its bitmap, which is followed by guard bytes that must
-// survive, and a two-processor twin that decodes every frame without its APP1.
-class Decoder {
- public:
-  Decoder() : session_(&OneProcessor), twin_(&TwoProcessors) {
-    EXPECT_EQ(session_.Begin(&kInput, &kOutput), 0);
-    EXPECT_EQ(twin_.Begin(&kInput, &kOutput), 0);
+// The offset of the first 0xFF `code` pair at or after `from`.
+std::size_t Find(const Bytes& bytes, uint8_t code, std::size_t from = 0) {
+  for (std::size_t i = from; i + 1 < bytes.size(); ++i) {
+    if (bytes[i] == 0xFF && bytes[i + 1] == code) return i;
   }
-  ~Decoder() {
-    session_.End();
-    twin_.End();
-  }
-
-  int32_t Decode(const std::vector<uint8_t>& frame) {
-    const int32_t twinResult = DecodeIn(twin_, WithoutApp1(frame));
-    const int32_t result = DecodeIn(session_, frame);
-    EXPECT_EQ(twinResult, result) << "second field located by scanning";
-    return result;
-  }
-  // Bottom-up RGB of two fields: memory row r holds field (r + 1) % 2's line (31 - r) / 2.
-  std::vector<uint8_t> FieldRows(int field) const {
-    std::vector<uint8_t> rows;
-    for (int r = 1 - field; r < kHeight; r += 2) {
-      rows.insert(rows.end(), bits_.begin() + r * kRowBytes, bits_.begin() + (r + 1) * kRowBytes);
-    }
-    return rows;
-  }
-  bool FieldUntouched(int field) const {
-    const std::vector<uint8_t> rows = FieldRows(field);
-    return std::all_of(rows.begin(), rows.end(), [](uint8_t b) { return b == kUntouched; });
-  }
-  bool AllUntouched() const { return FieldUntouched(0) && FieldUntouched(1); }
-
- private:
-  int32_t DecodeIn(DecoderSession& session, const std::vector<uint8_t>& frame) {
-    bits_.assign(kImageBytes + kGuardBytes, kUntouched);
-    input_.assign(frame.size() + kHostilePadding, 0);
-    std::copy(frame.begin(), frame.end(), input_.begin());
-    BitmapHeader input = kInput;
-    input.sizeImage = static_cast<uint32_t>(frame.size());
-    const uint8_t* data = input_.data();
-    const int32_t result =
-        RunGuarded([&]() -> int32_t { return session.DecompressFrame(&kOutput, bits_.data(), &input, data); });
-    EXPECT_TRUE(std::all_of(bits_.begin() + kImageBytes, bits_.end(), [](uint8_t b) { return b == kUntouched; }))
-        << "wrote past the bitmap";
-    return result;
-  }
-
-  DecoderSession session_;
-  DecoderSession twin_;
-  std::vector<uint8_t> bits_;
-  std::vector<uint8_t> input_;
-};
-
-// The good frame and its two decoded fields; not ok without the photograph.
-struct GoodFrame {
-  Frame frame;
-  std::vector<uint8_t> fields[2];
-  bool ok = false;
-};
-
-const GoodFrame& Good() {
-  static const GoodFrame good = [] {
-    GoodFrame g;
-    const std::string photo = FieldFrameSource::FindPhoto(kWidth, kHeight);
-    if (photo.empty()) return g;
-    const FieldFrameSource source(photo, kWidth, kHeight, 94);
-    if (!source.ok()) return g;
-    g.frame = source.Build(FrameVariant{});
-    Decoder decoder;
-    g.ok = decoder.Decode(g.frame.bytes) == 0;
-    for (int f = 0; f < 2; ++f) g.fields[f] = decoder.FieldRows(f);
-    return g;
-  }();
-  return good;
+  ADD_FAILURE() << "no marker " << int(code);
+  return from;
 }
 
 class HostileFrames : public testing::Test {
  protected:
   void SetUp() override {
-    if (!Good().ok) GTEST_SKIP() << "no photograph: install the mate-backgrounds package";
+    const std::string photo = FieldFrameSource::FindPhoto(kWidth, kHeight);
+    if (photo.empty()) GTEST_SKIP() << "no photograph: install the mate-backgrounds package";
+    const FieldFrameSource source(photo, kWidth, kHeight, 94);
+    ASSERT_TRUE(source.ok()) << source.error();
+    const Frame frame = source.Build(FrameVariant{});
+    own_ = Unpadded(frame);
+    firstFieldEnd_ = frame.firstFieldLength;
+    // 4:2:0 with restarts, and chrominance finer than luminance (valid, and libjpeg writes it).
+    Planes unused[2];
+    const Layout layouts[] = {{"", 3, {{2, 2}, {1, 1}, {1, 1}}, 4, true, false},
+                              {"", 3, {{1, 1}, {1, 2}, {1, 1}}, 0, false, false}};
+    other_ = Unpadded(CompressWithLibjpeg(source.pictureRgb(), kWidth, kHeight, layouts[0], unused));
+    finerChroma_ = Unpadded(CompressWithLibjpeg(source.pictureRgb(), kWidth, kHeight, layouts[1], unused));
+    Session session(&OneProcessor);
+    ASSERT_EQ(session.Decode(own_), 0);
+    good_ = session.Rows();
+    goodFirst_ = session.Rows(0);
   }
-
-  static const std::vector<uint8_t>& GoodField(int field) { return Good().fields[field]; }
-
-  // Offset of the first 0xFF code pair inside one field image of the good frame.
-  std::size_t Find(int field, uint8_t code) const {
-    const std::size_t begin = field == 0 ? 0 : frame_->firstFieldLength;
-    for (std::size_t i = begin; i + 1 < FieldEnd(field); ++i) {
-      if (frame_->bytes[i] == 0xFF && frame_->bytes[i + 1] == code) return i;
-    }
-    ADD_FAILURE() << "marker " << int(code) << " missing in field " << field;
-    return begin;
+  // Where field f's coded data starts, and where its EOI lies.
+  std::size_t Data(int f) const {
+    const std::size_t sos = Find(own_, 0xDA, f == 0 ? 0 : firstFieldEnd_);
+    return sos + 2 + (own_[sos + 2] << 8 | own_[sos + 3]);
   }
-  std::size_t CodedData(int field) const {
-    const std::size_t sos = Find(field, 0xDA);
-    return sos + 2 + ((frame_->bytes[sos + 2] << 8) | frame_->bytes[sos + 3]);
-  }
-  std::size_t FieldEnd(int field) const { return field == 0 ? frame_->firstFieldLength : frame_->length; }
+  std::size_t End(int f) const { return (f == 0 ? firstFieldEnd_ : own_.size()) - 2; }
 
-  const Frame* frame_ = &Good().frame;
+  Bytes own_, other_, finerChroma_, good_, goodFirst_;
+  std::size_t firstFieldEnd_ = 0;
 };
 
+enum class Picture { Untouched, Good, FirstFieldOnly, Any };
+
+TEST_F(HostileFrames, EachEndsAsDocumentedAndTheSessionDecodesTheNextGoodFrame) {
+  using Edit = std::function<void(Bytes&)>;
+  const Bytes& o = own_;
+  const std::size_t dht = Find(other_, 0xC4), dqt = Find(other_, 0xDB), sof = Find(other_, 0xC0);
+  const std::size_t sos = Find(other_, 0xDA), rst0 = Find(other_, 0xD0, sos);  // the last restart
+  const std::size_t ownSof[2] = {Find(o, 0xC0), Find(o, 0xC0, firstFieldEnd_)}, ownDqt = Find(o, 0xDB);
+  const std::size_t secondTable = ownDqt + 4 + 65, ownSos = Find(o, 0xDA);
+  // The first DC table's codes made complete, which takes the all-ones code too.
+  const Edit allOnesCode = [&](Bytes& b) {
+    int symbols = 0;
+    for (int length = 0; length < 16; ++length) symbols += b[dht + 5 + length];
+    ASSERT_EQ(b[dht + 4] >> 4, 0) << "the first DHT table is a DC table";
+    for (int length = 1; length <= 16; ++length) {
+      b[dht + 4 + length] = length < symbols - 1 ? 1 : length == symbols - 1 ? 2 : 0;
+    }
+  };
+  struct Case {
+    const char* name;
+    const Bytes& base;
+    Edit edit;
+    Picture picture = Picture::Untouched;
+    int32_t result = kError;
+  };
+  const Case cases[] = {
+      // Other producers' frames: refused before a pixel is written.
+      {"more codes of a length than fit", other_, [&](Bytes& b) { b[dht + 5] = 2; }},
+      {"a code of all ones", other_, allOnesCode},
+      {"more symbols than the segment holds", other_, [&](Bytes& b) { b[dht + 20] = 200; }},
+      {"Huffman table id 4", other_, [&](Bytes& b) { b[dht + 4] = 0x04; }},
+      {"Huffman table class 2", other_, [&](Bytes& b) { b[dht + 4] = 0x20; }},
+      {"quantisation table id 4", other_, [&](Bytes& b) { b[dqt + 4] = 0x04; }},
+      {"16-bit quantisation table", other_, [&](Bytes& b) { b[dqt + 4] = 0x10; }},
+      {"luma sampling 0", other_, [&](Bytes& b) { b[sof + 11] = 0x02; }},
+      {"luma sampling 3", other_, [&](Bytes& b) { b[sof + 11] = 0x32; }},
+      {"chroma factor not dividing luma's", other_, [&](Bytes& b) { b[sof + 14] = 0x12, b[sof + 11] = 0x21; }},
+      {"four components", other_, [&](Bytes& b) { b[sof + 9] = 4; }},
+      {"progressive", other_, [&](Bytes& b) { b[sof + 1] = 0xC2; }},
+      {"arithmetic coding", other_, [&](Bytes& b) { b[sof + 1] = 0xC9; }},
+      {"wider than the frame", other_, [&](Bytes& b) { b[sof + 7] = 0x02; }},
+      {"scan of two components", other_, [&](Bytes& b) { b[sos + 4] = 2; }},
+      {"scan selects table 3", other_, [&](Bytes& b) { b[sos + 6] = 0x33; }},
+      {"spectral selection of a progressive scan", other_, [&](Bytes& b) { b[sos + 12] = 5; }},
+      {"restart markers out of order", other_, [&](Bytes& b) { b[rst0 + 1] = 0xD1; }},
+      {"restart marker missing", other_, [&](Bytes& b) { b[rst0 + 1] = 0x00; }},
+      {"coded data cut short", other_, [&](Bytes& b) { b.resize((sos + rst0) / 2); }},
+      {"cut short after the last restart", other_, [&](Bytes& b) { b.resize(rst0 + 8); }},
+      {"image without a scan", other_, [&](Bytes& b) { b.resize(sos); }},
+      {"chrominance finer than luminance", finerChroma_, [](Bytes&) {}},
+      // The codec's own layout. 65535 x 65535 fields do not fit the bitmap: refused
+      // before any block. Zero sampling factors and component ids the scan does not
+      // name send the frame to the baseline path, which refuses them.
+      {"huge size", o, [&](Bytes& b) { std::fill_n(&b[ownSof[0] + 5], 4, 0xFF); }},
+      {"zero sampling", o,
+       [&](Bytes& b) {
+         for (std::size_t at : ownSof) b[at + 11] = b[at + 14] = b[at + 17] = 0;
+       }},
+      {"ids out of range", o,
+       [&](Bytes& b) {
+         for (std::size_t at : ownSof) b[at + 10] = 0, b[at + 13] = 4, b[at + 16] = 255;
+       }},
+      // Cb factors 12 x 3 ask for 39 blocks per MCU, more than the workspace holds.
+      {"oversized MCU", o, [&](Bytes& b) { b[ownSof[0] + 14] = 0xC3; }},
+      // A 16-bit table faults while the headers are read; one or three tables at the
+      // first dequantisation.
+      {"16-bit table", o, [&](Bytes& b) { b[ownDqt + 4] = 0x10; }},
+      {"16-bit second table", o, [&](Bytes& b) { b[secondTable] = 0x11; }},
+      {"one table", o, [&](Bytes& b) { b[secondTable] = 0x00; }},
+      {"three tables", o, [&](Bytes& b) { b[secondTable] = 0x02; }},
+      {"empty DQT", o, [&](Bytes& b) { b[ownDqt + 2] = 0, b[ownDqt + 3] = 2; }},
+      // Nine ones match no DC code: a field of 0xFF bytes fails at its first block.
+      {"field 0 undecodable", o, [&](Bytes& b) { std::fill(&b[Data(0)], &b[End(0)], 0xFF); }},
+      {"field 1 undecodable", o, [&](Bytes& b) { std::fill(&b[Data(1)], &b[End(1)], 0xFF); }, Picture::FirstFieldOnly},
+      // A stray scan header inside the lead the one-thread path skips behind field 0.
+      {"stray scan header", o,
+       [&](Bytes& b) {
+         b.insert(b.begin() + long(End(0)), {0xFF, 0xDA, 0, 2});
+       },
+       Picture::Good, 0},
+      // An SOS length that points past the frame: nothing there is read.
+      {"SOS length 65535", o, [&](Bytes& b) { b[ownSos + 2] = b[ownSos + 3] = 0xFF; }, Picture::Any, 0},
+  };
+  for (const auto& c : cases) {
+    Bytes frame = c.base;
+    c.edit(frame);
+    // One thread, then two with the second field found by scanning, to the same result.
+    for (const bool scanning : {false, true}) {
+      const std::string label = std::string(c.name) + (scanning ? ", scanning" : "");
+      Session session(scanning ? &TwoProcessors : &OneProcessor);
+      ASSERT_EQ(session.Decode(own_), 0);
+      EXPECT_EQ(session.Decode(scanning ? WithoutApp1(frame) : frame), c.result) << label;
+      if (!scanning) {
+        EXPECT_TRUE(c.picture != Picture::Untouched || session.Untouched()) << label;
+        EXPECT_TRUE(c.picture != Picture::Good || session.Rows() == good_) << label;
+        EXPECT_TRUE(c.picture != Picture::FirstFieldOnly || (session.Rows(0) == goodFirst_ && session.Untouched(1)))
+            << label;
+      }
+      EXPECT_EQ(session.Decode(own_), 0) << label;
+      EXPECT_TRUE(session.Rows() == good_) << label << ", then a good frame";
+    }
+  }
+}
+
+// Every cut through the headers, then every third byte of the coded data, in fresh and
+// in reused sessions. A cut inside the DQT can zero the second table's destination
+// byte (one table: a deliberate fault); anywhere else the zeros after the cut decode
+// or fail.
 TEST_F(HostileFrames, TruncatedFramesEndInAResultAndTheSessionRecovers) {
-  // A cut inside the DQT can zero the second table's destination byte (one table: a
-  // deliberate fault); anywhere else the zeros after the cut decode or fail.
-  // Every cut through the headers, then every third byte of the coded data.
-  Decoder reused;
-  const std::size_t headersEnd = CodedData(1) + 8;
-  for (std::size_t cut = 0; cut < frame_->length; cut += cut < headersEnd ? 1 : 3) {
-    const std::vector<uint8_t> truncated(frame_->bytes.begin(), frame_->bytes.begin() + cut);
-    Decoder fresh;
+  Session reused(&OneProcessor), scanning(&TwoProcessors);
+  for (std::size_t cut = 0; cut < own_.size(); cut += cut < Data(1) + 8 ? 1 : 3) {
+    const Bytes truncated(own_.begin(), own_.begin() + long(cut));
+    Session fresh(&OneProcessor);
     const int32_t result = fresh.Decode(truncated);
     EXPECT_TRUE(result == 0 || result == kError) << "cut at " << cut << ": " << result;
-    if (cut < Find(0, 0xC0)) {
-      EXPECT_TRUE(fresh.AllUntouched()) << "cut at " << cut << ": no picture size yet";
-    }
-
-    const int32_t again = reused.Decode(truncated);
-    EXPECT_TRUE(again == 0 || again == kError) << "cut at " << cut << ", reused session: " << again;
+    EXPECT_TRUE(cut >= Find(own_, 0xC0) || fresh.Untouched()) << "cut at " << cut << ": no picture size yet";
+    EXPECT_EQ(scanning.Decode(WithoutApp1(truncated)), result) << "cut at " << cut << ", second field scanned for";
+    EXPECT_EQ(reused.Decode(truncated), result) << "cut at " << cut << ", reused session";
   }
-  EXPECT_EQ(reused.Decode(frame_->bytes), 0);
-  EXPECT_EQ(reused.FieldRows(0), GoodField(0));
-  EXPECT_EQ(reused.FieldRows(1), GoodField(1));
-}
-
-TEST_F(HostileFrames, RandomFramesDecodeWithTheLastPictureSizeOrFail) {
-  // Random bytes never carry an SOF0 here (see the top of the file), so they decode
-  // with the size and sampling of the frame before them; random DQTs may fault.
-  std::mt19937 random(20240611);
-  Decoder decoder;
-  ASSERT_EQ(decoder.Decode(frame_->bytes), 0);
-  for (int n = 0; n < 300; ++n) {
-    const std::size_t length = 1 + random() % (4 * frame_->length);
-    std::vector<uint8_t> frame(length, 0);
-    for (std::size_t i = 0; i < length; ++i) frame[i] = uint8_t(random() % 4 == 0 ? 0xFF : random());
-    for (std::size_t i = 0; i + 1 < length; ++i) {
-      if (frame[i] == 0xFF && frame[i + 1] == 0xC0) frame[i + 1] = 0xC1;
-    }
-    const int32_t result = decoder.Decode(frame);
-    EXPECT_TRUE(result == 0 || result == kError) << "frame " << n << ": " << result;
-  }
-  EXPECT_EQ(decoder.Decode(frame_->bytes), 0) << "the session survives";
-  EXPECT_EQ(decoder.FieldRows(0), GoodField(0));
-}
-
-TEST_F(HostileFrames, BadHuffmanCodesStopTheirFieldWithAnError) {
-  // Nine ones match no DC code, so a run of 0xFF bytes fails at its first block.
-  {
-    std::vector<uint8_t> frame = frame_->bytes;
-    std::fill(frame.begin() + CodedData(0), frame.begin() + FieldEnd(0) - 2, 0xFF);
-    Decoder decoder;
-    EXPECT_EQ(decoder.Decode(frame), kError);
-    EXPECT_TRUE(decoder.AllUntouched()) << "nothing before the first MCU, and field 1 is never reached";
-  }
-  {
-    std::vector<uint8_t> frame = frame_->bytes;
-    std::fill(frame.begin() + CodedData(1), frame.begin() + FieldEnd(1) - 2, 0xFF);
-    Decoder decoder;
-    EXPECT_EQ(decoder.Decode(frame), kError);
-    EXPECT_EQ(decoder.FieldRows(0), GoodField(0)) << "field 0 stays written";
-    EXPECT_TRUE(decoder.FieldUntouched(1));
-  }
-  {
-    // Bad from the middle of field 0: the MCUs before the damage stay in the output.
-    std::vector<uint8_t> frame = frame_->bytes;
-    const std::size_t middle = CodedData(0) + (FieldEnd(0) - CodedData(0)) / 2;
-    std::fill(frame.begin() + middle, frame.begin() + FieldEnd(0) - 2, 0xFF);
-    Decoder decoder;
-    EXPECT_EQ(decoder.Decode(frame), kError);
-    const std::vector<uint8_t> written = decoder.FieldRows(0);
-    const std::vector<uint8_t> good = GoodField(0);
-    // Field line 0 is the last row of field 0's rows; its first MCU's 16 pixels.
-    const std::size_t line0 = written.size() - kRowBytes;
-    EXPECT_TRUE(std::equal(good.begin() + line0, good.begin() + line0 + 16 * 4, written.begin() + line0));
-    EXPECT_TRUE(decoder.FieldUntouched(1));
-  }
-}
-
-TEST_F(HostileFrames, AbsurdFrameHeadersDecodeAsDocumented) {
-  auto withBytes = [](std::vector<std::pair<std::size_t, uint8_t>> edits) {
-    std::vector<uint8_t> frame = Good().frame.bytes;
-    for (const auto& [at, value] : edits) frame[at] = value;
-    return frame;
-  };
-  const std::size_t sof[2] = {Find(0, 0xC0), Find(1, 0xC0)};
-  const std::size_t dqt = Find(0, 0xDB);
-
-  // 65535 x 65535 fields do not fit the host's bitmap: refused before any block.
-  std::vector<uint8_t> huge = withBytes({{sof[0] + 5, 0xFF}, {sof[0] + 6, 0xFF}, {sof[0] + 7, 0xFF},
-                                         {sof[0] + 8, 0xFF}});
-  std::fill(huge.begin() + CodedData(0), huge.begin() + FieldEnd(0) - 2, 0xFF);
-  {
-    Decoder decoder;
-    EXPECT_EQ(decoder.Decode(huge), kError) << "huge size";
-    EXPECT_TRUE(decoder.AllUntouched());
-  }
-
-  // Frames outside the codec's own layout go to the baseline path: zero sampling
-  // factors and component ids the scan does not name fail there without a pixel
-  // written, whatever the session saw before.
-  {
-    std::vector<uint8_t> zeroSampling = frame_->bytes, strangeIds = frame_->bytes;
-    for (std::size_t at : {sof[0], sof[1]}) {
-      const uint8_t ids[3] = {0, 4, 255};
-      for (int c = 0; c < 3; ++c) zeroSampling[at + 11 + 3 * c] = 0x00, strangeIds[at + 10 + 3 * c] = ids[c];
-    }
-    for (const auto& [what, frame] : {std::pair{"zero sampling", zeroSampling}, std::pair{"ids out of range", strangeIds}}) {
-      Decoder decoder;
-      ASSERT_EQ(decoder.Decode(frame_->bytes), 0);
-      EXPECT_EQ(decoder.Decode(frame), kError) << what;
-      EXPECT_TRUE(decoder.AllUntouched()) << what;
-    }
-  }
-
-  // Cb factors 12 x 3 ask for 39 blocks per MCU: more than the workspace holds, so
-  // bad data rather than a write past it.
-  {
-    std::vector<uint8_t> frame = withBytes({{sof[0] + 14, 0xC3}});
-    Decoder decoder;
-    EXPECT_EQ(decoder.Decode(frame), kError) << "oversized MCU";
-    EXPECT_TRUE(decoder.AllUntouched());
-  }
-
-  // A 16-bit table faults while the headers are read; one or three tables fault at
-  // the first dequantisation. The session decodes the next good frame all the same.
-  const std::size_t secondTable = dqt + 4 + 65;
-  const std::vector<std::pair<const char*, std::vector<uint8_t>>> faulting = {
-      {"16-bit table", withBytes({{dqt + 4, 0x10}})},
-      {"16-bit second table", withBytes({{secondTable, 0x11}})},
-      {"one table", withBytes({{secondTable, 0x00}})},
-      {"three tables", withBytes({{secondTable, 0x02}})},
-      {"empty DQT", withBytes({{dqt + 2, 0x00}, {dqt + 3, 0x02}})},
-  };
-  for (const auto& [what, frame] : faulting) {
-    Decoder decoder;
-    EXPECT_EQ(decoder.Decode(frame), kError) << what;
-    EXPECT_TRUE(decoder.AllUntouched()) << what;
-    EXPECT_EQ(decoder.Decode(frame_->bytes), 0) << what << ", then a good frame";
-    EXPECT_EQ(decoder.FieldRows(1), GoodField(1)) << what << ", then a good frame";
-  }
-
-  // A stray scan header behind field 0's data, inside the lead the one-thread path
-  // skips: the second field is still the one that path finds.
-  {
-    std::vector<uint8_t> frame = frame_->bytes;
-    const uint8_t stray[] = {0xFF, 0xDA, 0x00, 0x02};
-    frame.insert(frame.begin() + FieldEnd(0) - 2, std::begin(stray), std::end(stray));
-    Decoder decoder;
-    EXPECT_EQ(decoder.Decode(frame), 0) << "stray scan header";
-    EXPECT_EQ(decoder.FieldRows(1), GoodField(1));
-  }
-
-  // An SOS length that points far past the frame: the zeros there decode as data.
-  {
-    std::vector<uint8_t> frame = withBytes({{Find(0, 0xDA) + 2, 0xFF}, {Find(0, 0xDA) + 3, 0xFF}});
-    Decoder decoder;
-    EXPECT_EQ(decoder.Decode(frame), 0) << "SOS length 65535";
-  }
+  EXPECT_EQ(reused.Decode(own_), 0);
+  EXPECT_EQ(reused.Rows(), good_);
 }
 
 // Judged by the leak checker of the sanitizer build: every Begin's allocations and
 // the worker's resources must go at End.
 TEST_F(HostileFrames, ThousandSessionsLeaveNothingBehind) {
-  for (uint32_t (*processors)() : {&OneProcessor, &TwoProcessors}) {
+  for (ProcessorCountQuery processors : {&OneProcessor, &TwoProcessors}) {
     DecoderSession session(processors);
-    std::vector<uint8_t> bits(kImageBytes);
+    Bytes bits(kImageBytes);
+    BitmapHeader input = kInput;
+    input.sizeImage = uint32_t(own_.size());
     for (int cycle = 0; cycle < 1000; ++cycle) {
-      ASSERT_EQ(session.Begin(&kInput, &kOutput), 0);
-      ASSERT_EQ(session.DecompressFrame(&kOutput, bits.data(), &kInput, frame_->bytes.data()), 0);
+      ASSERT_EQ(session.Begin(&input, &kOutput), 0);
+      ASSERT_EQ(session.DecompressFrame(&kOutput, bits.data(), &input, own_.data()), 0);
       ASSERT_EQ(session.End(), 0);
     }
   }

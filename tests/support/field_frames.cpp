@@ -2,9 +2,13 @@
 
 #include <turbojpeg.h>
 
-#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <memory>
+// jpeglib.h needs size_t and FILE declared first.
+#include <jpeglib.h>
 
 #include "decoder/decoder_session.h"
 #include "support/bitmap_header.h"
@@ -20,24 +24,7 @@ const char* const kPhotoNames[] = {"Garden.jpg",   "RainDrops.jpg", "YellowFlowe
                                    "TwoWings.jpg", "Wood.jpg",      "Aqua.jpg",         "Storm.jpg",
                                    "LadyBird.jpg", "Dune.jpg",      "FreshFlower.jpg",  "GreenMeadow.jpg"};
 
-struct TjHandle {
-  explicit TjHandle(tjhandle h) : handle(h) {}
-  ~TjHandle() {
-    if (handle != nullptr) tjDestroy(handle);
-  }
-  TjHandle(const TjHandle&) = delete;
-  TjHandle& operator=(const TjHandle&) = delete;
-  tjhandle handle;
-};
-
-unsigned ReadBigEndian16(const std::vector<uint8_t>& bytes, std::size_t at) {
-  return static_cast<unsigned>(bytes[at]) << 8 | bytes[at + 1];
-}
-
-void PutBigEndian16(std::vector<uint8_t>& bytes, unsigned value) {
-  bytes.push_back(static_cast<uint8_t>(value >> 8));
-  bytes.push_back(static_cast<uint8_t>(value));
-}
+using TjHandle = std::unique_ptr<void, int (*)(tjhandle)>;
 
 void PatchBigEndian32(std::vector<uint8_t>& bytes, std::size_t at, std::size_t value) {
   for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
@@ -47,42 +34,32 @@ void Append(std::vector<uint8_t>& to, const std::vector<uint8_t>& from) {
   to.insert(to.end(), from.begin(), from.end());
 }
 
-}  // namespace
-
-std::string DescribeVariant(const FrameVariant& variant) {
-  std::string text = variant.dht == DhtContent::Strip  ? "no DHT"
-                     : variant.dht == DhtContent::Keep ? "DHT"
-                                                       : "meaningless DHT";
-  if (!variant.applicationSegments) return text + ", no APP0/APP1";
-  return text + (variant.nextFieldOffset ? ", APP1 with offset" : ", APP1 offset 0");
-}
-
 std::vector<uint8_t> ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, YuvPlanes& out) {
-  TjHandle decoder(tjInitDecompress());
+}  // namespace
+
+std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, Planes& out) {
+  TjHandle decoder(tjInitDecompress(), &tjDestroy);
   auto* data = const_cast<unsigned char*>(jpeg.data());
   const auto size = static_cast<unsigned long>(jpeg.size());
   int w = 0, h = 0, subsampling = -1, colourspace = -1;
-  if (tjDecompressHeader3(decoder.handle, data, size, &w, &h, &subsampling, &colourspace) != 0) {
-    return tjGetErrorStr2(decoder.handle);
+  if (tjDecompressHeader3(decoder.get(), data, size, &w, &h, &subsampling, &colourspace) != 0) {
+    return tjGetErrorStr2(decoder.get());
   }
-  if (w != width || h != height || subsampling != TJSAMP_422 || colourspace != TJCS_YCbCr) {
-    return "header says " + std::to_string(w) + "x" + std::to_string(h) + ", subsampling " +
-           std::to_string(subsampling) + ", colour space " + std::to_string(colourspace);
+  if (w != width || h != height || subsampling != TJSAMP_422 || colourspace != TJCS_YCbCr) return "other header";
+  unsigned char* planes[3];
+  int strides[3];
+  for (int c = 0; c < 3; ++c) {
+    out[c] = {c == 0 ? width : width / 2, height, std::vector<uint8_t>(std::size_t(width) * height / (c == 0 ? 1 : 2))};
+    planes[c] = out[c].samples.data();
+    strides[c] = out[c].width;
   }
-  const int chromaWidth = width / 2;
-  out.y.assign(static_cast<std::size_t>(width) * height, 0);
-  out.cb.assign(static_cast<std::size_t>(chromaWidth) * height, 0);
-  out.cr.assign(out.cb.size(), 0);
-  unsigned char* planes[3] = {out.y.data(), out.cb.data(), out.cr.data()};
-  int strides[3] = {width, chromaWidth, chromaWidth};
   // Fails on warnings as well, such as a scan that ends early.
-  if (tjDecompressToYUVPlanes(decoder.handle, data, size, planes, width, strides, height, TJFLAG_ACCURATEDCT) != 0) {
-    return tjGetErrorStr2(decoder.handle);
+  if (tjDecompressToYUVPlanes(decoder.get(), data, size, planes, width, strides, height, TJFLAG_ACCURATEDCT) != 0) {
+    return tjGetErrorStr2(decoder.get());
   }
   return "";
 }
@@ -103,8 +80,7 @@ int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputForma
   if (result == 0) result = session.DecompressFrame(&output, bits.data(), &input, fenced.data());
   const int32_t ended = session.End();
   if (result == 0) result = ended;
-  if (result == 0 &&
-      !std::all_of(bits.begin() + output.sizeImage, bits.end(), [](uint8_t b) { return b == kGuardByte; })) {
+  if (result == 0 && std::count(bits.begin() + output.sizeImage, bits.end(), kGuardByte) != kGuardBytes) {
     result = kWroteOutside;
   }
   bits.resize(output.sizeImage);
@@ -112,13 +88,12 @@ int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputForma
 }
 
 std::string FieldFrameSource::FindPhoto(int width, int height) {
-  TjHandle decoder(tjInitDecompress());
-  if (decoder.handle == nullptr) return std::string();
+  TjHandle decoder(tjInitDecompress(), &tjDestroy);
   for (const char* name : kPhotoNames) {
     const std::string path = std::string(kPhotoDirectory) + name;
     const std::vector<uint8_t> jpeg = ReadFile(path);
     int photoWidth = 0, photoHeight = 0, subsampling = 0, colourspace = 0;
-    if (jpeg.empty() || tjDecompressHeader3(decoder.handle, jpeg.data(), static_cast<unsigned long>(jpeg.size()),
+    if (jpeg.empty() || tjDecompressHeader3(decoder.get(), jpeg.data(), static_cast<unsigned long>(jpeg.size()),
                                             &photoWidth, &photoHeight, &subsampling, &colourspace) != 0) {
       continue;
     }
@@ -129,10 +104,6 @@ std::string FieldFrameSource::FindPhoto(int width, int height) {
 
 FieldFrameSource::FieldFrameSource(const std::string& photoPath, int width, int height, int quality)
     : width_(width), height_(height) {
-  if (width <= 0 || height <= 0 || width % 16 != 0 || height % 16 != 0) {
-    error_ = "width and height must be positive multiples of 16";
-    return;
-  }
   if (!LoadPicture(photoPath)) return;
   for (int field = 0; field < 2; ++field) {
     if (!CompressField(field, quality)) return;
@@ -142,13 +113,13 @@ FieldFrameSource::FieldFrameSource(const std::string& photoPath, int width, int 
 bool FieldFrameSource::LoadPicture(const std::string& photoPath) {
   const std::vector<uint8_t> jpeg = ReadFile(photoPath);
   const auto size = static_cast<unsigned long>(jpeg.size());
-  TjHandle decoder(tjInitDecompress());
+  TjHandle decoder(tjInitDecompress(), &tjDestroy);
   int photoWidth = 0, photoHeight = 0, subsampling = 0, colourspace = 0;
-  const bool large = tjDecompressHeader3(decoder.handle, jpeg.data(), size, &photoWidth, &photoHeight, &subsampling,
+  const bool large = tjDecompressHeader3(decoder.get(), jpeg.data(), size, &photoWidth, &photoHeight, &subsampling,
                                          &colourspace) == 0 &&
                      photoWidth >= width_ && photoHeight >= height_;
   std::vector<uint8_t> photo(large ? static_cast<std::size_t>(photoWidth) * photoHeight * 3 : 0);
-  if (!large || tjDecompress2(decoder.handle, jpeg.data(), size, photo.data(), photoWidth, photoWidth * 3, photoHeight,
+  if (!large || tjDecompress2(decoder.get(), jpeg.data(), size, photo.data(), photoWidth, photoWidth * 3, photoHeight,
                               TJPF_RGB, TJFLAG_ACCURATEDCT) != 0) {
     error_ = "libjpeg-turbo cannot decode a picture that large from " + photoPath;
     return false;
@@ -177,40 +148,26 @@ bool FieldFrameSource::LoadPicture(const std::string& photoPath) {
 
 bool FieldFrameSource::CompressField(int field, int quality) {
   const int lines = height_ / 2;
-  const std::size_t rowBytes = static_cast<std::size_t>(width_) * 3;
-  std::vector<uint8_t> fieldRgb(rowBytes * lines);
-  for (int line = 0; line < lines; ++line) {
-    std::copy_n(rgb_.begin() + (2 * line + field) * rowBytes, rowBytes, fieldRgb.begin() + line * rowBytes);
-  }
-  TjHandle encoder(tjInitCompress());
-  if (encoder.handle == nullptr) {
-    error_ = "tjInitCompress failed";
-    return false;
-  }
+  TjHandle encoder(tjInitCompress(), &tjDestroy);
   unsigned char* compressed = nullptr;
   unsigned long compressedSize = 0;
-  if (tjCompress2(encoder.handle, fieldRgb.data(), width_, static_cast<int>(rowBytes), lines, TJPF_RGB, &compressed,
+  // Every other line of the picture, from the field's first.
+  if (tjCompress2(encoder.get(), rgb_.data() + field * width_ * 3, width_, 2 * width_ * 3, lines, TJPF_RGB, &compressed,
                   &compressedSize, TJSAMP_422, quality, TJFLAG_ACCURATEDCT) != 0) {
-    error_ = std::string("tjCompress2 failed: ") + tjGetErrorStr2(encoder.handle);
+    error_ = std::string("tjCompress2 failed: ") + tjGetErrorStr2(encoder.get());
     tjFree(compressed);
     return false;
   }
   const std::vector<uint8_t> jpeg(compressed, compressed + compressedSize);
   tjFree(compressed);
-  if (!SplitField(field, jpeg)) return false;
-  // The reference comes from libjpeg-turbo's own stream, untouched by the rewriting.
-  error_ = DecodeWithTurboJpeg(jpeg, width_, lines, references_[field]);
-  return error_.empty();
-}
-
-// A layout other than libjpeg-turbo's baseline one shows in the comparisons with its
-// untouched decode; only missing parts need saying here.
-bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
+  // The parts the variants reassemble; APPn and COM are dropped, as the codec's frames
+  // carry only its own two. A layout other than libjpeg-turbo's baseline one shows in
+  // the comparisons with its untouched decode, the reference.
   Parts& parts = parts_[field];
   std::vector<uint8_t> tables[2];
   for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
     const uint8_t code = jpeg[at + 1];
-    const std::size_t end = std::min(jpeg.size(), at + 2 + ReadBigEndian16(jpeg, at + 2));
+    const std::size_t end = std::min(jpeg.size(), at + 2 + (jpeg[at + 2] << 8 | jpeg[at + 3]));
     const std::vector<uint8_t> segment(jpeg.begin() + at, jpeg.begin() + end);
     if (code == 0xDB) {
       for (std::size_t t = 4; t + 65 <= segment.size(); t += 65) {
@@ -225,7 +182,6 @@ bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
       parts.scan.assign(jpeg.begin() + end, jpeg.end());
       break;
     }
-    // APPn and COM are dropped: the codec's frames carry only its own two.
     at = end;
   }
   if (tables[0].empty() || tables[1].empty() || parts.sof.empty() || parts.sos.empty() ||
@@ -235,7 +191,8 @@ bool FieldFrameSource::SplitField(int field, const std::vector<uint8_t>& jpeg) {
   }
   parts.dqtTables = tables[0];
   Append(parts.dqtTables, tables[1]);
-  return true;
+  error_ = DecodeWithTurboJpeg(jpeg, width_, lines, references_[field]);
+  return error_.empty();
 }
 
 std::vector<uint8_t> FieldFrameSource::FieldImage(int field, const FrameVariant& variant,
@@ -252,8 +209,7 @@ std::vector<uint8_t> FieldFrameSource::FieldImage(int field, const FrameVariant&
   }
   out.insert(out.end(), {0xFF, 0xDD, 0, 4, 0, 0});
   const std::size_t dqt = out.size();
-  out.insert(out.end(), {0xFF, 0xDB});
-  PutBigEndian16(out, static_cast<unsigned>(2 + parts.dqtTables.size()));
+  out.insert(out.end(), {0xFF, 0xDB, 0, static_cast<uint8_t>(2 + parts.dqtTables.size())});  // two tables
   Append(out, parts.dqtTables);
   const std::size_t sof = out.size();
   Append(out, parts.sof);
@@ -277,16 +233,11 @@ std::vector<uint8_t> FieldFrameSource::FieldImage(int field, const FrameVariant&
   const std::size_t data = out.size();
   Append(out, parts.scan);
   if (variant.applicationSegments) {
-    PatchBigEndian32(out, app0 + 10, out.size());
-    PatchBigEndian32(out, app0 + 14, out.size());
-    PatchBigEndian32(out, app1 + 12, out.size());
-    PatchBigEndian32(out, app1 + 16, out.size());
-    PatchBigEndian32(out, app1 + 20, nextFieldOffset);
-    PatchBigEndian32(out, app1 + 24, dqt);
-    PatchBigEndian32(out, app1 + 28, dht);
-    PatchBigEndian32(out, app1 + 32, sof);
-    PatchBigEndian32(out, app1 + 36, sos);
-    PatchBigEndian32(out, app1 + 40, data);
+    // APP0: the image size twice; APP1: sizes, next-field offset, DQT, DHT, SOF0, SOS, data.
+    const std::size_t size = out.size(), words[] = {size, size, nextFieldOffset, dqt, dht, sof, sos, data};
+    PatchBigEndian32(out, app0 + 10, size);
+    PatchBigEndian32(out, app0 + 14, size);
+    for (int i = 0; i < 8; ++i) PatchBigEndian32(out, app1 + 12 + 4 * i, words[i]);
   }
   return out;
 }
@@ -297,6 +248,81 @@ Frame FieldFrameSource::Build(const FrameVariant& variant) const {
   frame.bytes = FieldImage(0, variant, variant.nextFieldOffset ? firstLength : 0);
   Append(frame.bytes, FieldImage(1, variant, 0));
   frame.firstFieldLength = firstLength;
+  frame.length = frame.bytes.size();
+  frame.bytes.resize(frame.length + kFramePadding, 0);
+  return frame;
+}
+
+Frame CompressWithLibjpeg(const std::vector<uint8_t>& rgb, int width, int height, const Layout& layout,
+                          Planes planes[2]) {
+  Frame frame;
+  const int images = layout.fields ? 2 : 1, lines = height / images;
+  for (int image = 0; image < images; ++image) {
+    jpeg_compress_struct info;
+    jpeg_error_mgr errors;
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&info);
+    unsigned char* buffer = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &buffer, &size);
+    info.image_width = JDIMENSION(width);
+    info.image_height = JDIMENSION(lines);
+    info.input_components = 3;
+    info.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&info);
+    if (layout.components == 1) jpeg_set_colorspace(&info, JCS_GRAYSCALE);
+    jpeg_set_quality(&info, 85, TRUE);
+    for (int c = 0; c < layout.components; ++c) {
+      info.comp_info[c].h_samp_factor = layout.factors[c][0];
+      info.comp_info[c].v_samp_factor = layout.factors[c][1];
+    }
+    info.restart_interval = layout.restartInterval;
+    info.optimize_coding = layout.optimise ? TRUE : FALSE;
+    jpeg_start_compress(&info, TRUE);
+    while (info.next_scanline < info.image_height) {
+      const std::size_t line = std::size_t(info.next_scanline) * images + image;
+      JSAMPROW row = const_cast<uint8_t*>(rgb.data()) + line * width * 3;
+      jpeg_write_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_compress(&info);
+    jpeg_destroy_compress(&info);
+    frame.bytes.insert(frame.bytes.end(), buffer, buffer + size);
+
+    // Whole MCU rows of every component as raw data, of which the picture's lines count;
+    // pictures here are whole MCUs wide.
+    jpeg_decompress_struct reader;
+    reader.err = jpeg_std_error(&errors);
+    jpeg_create_decompress(&reader);
+    jpeg_mem_src(&reader, buffer, size);
+    jpeg_read_header(&reader, TRUE);
+    reader.raw_data_out = TRUE;
+    reader.dct_method = JDCT_ISLOW;
+    jpeg_start_decompress(&reader);
+    const int maxV = reader.max_v_samp_factor;
+    for (int c = 0; c < reader.num_components; ++c) {
+      const jpeg_component_info& component = reader.comp_info[c];
+      const int rows = int(component.height_in_blocks) * 8 + 16 * maxV;
+      planes[image][c].width = int(component.width_in_blocks) * 8;
+      planes[image][c].height = (lines * component.v_samp_factor + maxV - 1) / maxV;
+      planes[image][c].samples.assign(std::size_t(planes[image][c].width) * rows, 0);
+    }
+    while (reader.output_scanline < reader.output_height) {
+      std::vector<JSAMPROW> rows[3];
+      JSAMPARRAY arrays[3];
+      for (int c = 0; c < reader.num_components; ++c) {
+        Plane& plane = planes[image][c];
+        const int first = int(reader.output_scanline) * reader.comp_info[c].v_samp_factor / maxV;
+        for (int r = 0; r < reader.comp_info[c].v_samp_factor * 8; ++r) {
+          rows[c].push_back(&plane.samples[std::size_t(first + r) * plane.width]);
+        }
+        arrays[c] = rows[c].data();
+      }
+      jpeg_read_raw_data(&reader, arrays, JDIMENSION(maxV * 8));
+    }
+    jpeg_finish_decompress(&reader);
+    jpeg_destroy_decompress(&reader);
+    std::free(buffer);
+  }
   frame.length = frame.bytes.size();
   frame.bytes.resize(frame.length + kFramePadding, 0);
   return frame;

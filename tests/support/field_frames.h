@@ -1,8 +1,11 @@
-// Two-field compressed frames made from a real photograph with libjpeg-turbo, in the
-// codec's frame layout, plus libjpeg-turbo's own decoding of each field as the
-// reference. Native builds only: it links libturbojpeg.
+// Compressed frames made from a real photograph by libjpeg-turbo, in the codec's frame
+// layout or in any layout other producers use, with libjpeg-turbo's own decoding as
+// the reference, and a decoder session run over such frames. Native builds only: it
+// links libturbojpeg and libjpeg.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -26,26 +29,23 @@ struct FrameVariant {
   bool nextFieldOffset = true;      // APP1 of field 0 points at field 1; else it holds 0
 };
 
-std::string DescribeVariant(const FrameVariant& variant);
-
 struct Frame {
   std::vector<uint8_t> bytes;  // the frame followed by kFramePadding zero bytes
   std::size_t length = 0;      // the frame alone
   std::size_t firstFieldLength = 0;
 };
 
-// Planar 4:2:2 samples of one picture.
-struct YuvPlanes {
-  std::vector<uint8_t> y;   // width x height
-  std::vector<uint8_t> cb;  // width / 2 x height
-  std::vector<uint8_t> cr;
+// One component's samples, row after row; reads past the edges repeat the last ones.
+struct Plane {
+  int width = 0, height = 0;
+  std::vector<uint8_t> samples;
+  int At(int x, int y) const { return samples[std::size_t(std::min(y, height - 1)) * width + std::min(x, width - 1)]; }
 };
+using Planes = std::array<Plane, 3>;  // Y, Cb, Cr
 
 // libjpeg-turbo's decoding (accurate integer IDCT) of one JPEG image that must say
 // width x height, 4:2:2, YCbCr; an empty string, or why it refused.
-std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, YuvPlanes& out);
-
-std::vector<uint8_t> ReadFile(const std::string& path);
+std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, Planes& out);
 
 class FieldFrameSource {
  public:
@@ -65,31 +65,44 @@ class FieldFrameSource {
   // One field image alone, dressed as in a frame of that variant (no padding).
   std::vector<uint8_t> FieldImage(int field, const FrameVariant& variant, std::size_t nextFieldOffset) const;
 
-  const YuvPlanes& reference(int field) const { return references_[field]; }
+  const Planes& reference(int field) const { return references_[field]; }
   // The cropped photograph, RGB, top row first; field f holds lines f, f + 2, ...
   const std::vector<uint8_t>& pictureRgb() const { return rgb_; }
 
  private:
-  // The parts of libjpeg-turbo's output for one field that the variants reassemble.
+  // The parts of libjpeg-turbo's output for one field that the variants reassemble:
+  // Pq/Tq byte and 64 entries per table, whole segments, and coded data through EOI.
   struct Parts {
-    std::vector<uint8_t> dqtTables;                 // Pq/Tq byte and 64 entries per table, table 0 first
-    std::vector<std::vector<uint8_t>> dhtSegments;  // whole segments, marker included
-    std::vector<uint8_t> sof;                       // whole SOF0 segment
-    std::vector<uint8_t> sos;                       // whole SOS segment
-    std::vector<uint8_t> scan;                      // coded data through EOI
+    std::vector<uint8_t> dqtTables, sof, sos, scan;
+    std::vector<std::vector<uint8_t>> dhtSegments;
   };
 
   bool LoadPicture(const std::string& photoPath);
   bool CompressField(int field, int quality);
-  bool SplitField(int field, const std::vector<uint8_t>& jpeg);
 
-  int width_;
-  int height_;
+  int width_, height_;
   std::string error_;
   std::vector<uint8_t> rgb_;
   Parts parts_[2];
-  YuvPlanes references_[2];
+  Planes references_[2];
 };
+
+// How a frame of another producer is coded by libjpeg at quality 85: the components
+// (1 or 3) with their sampling factors (h, v), the restart interval, optimised Huffman
+// tables, and two field images (lines f, f + 2, ... each) or one image.
+struct Layout {
+  const char* name;
+  int components;
+  uint8_t factors[3][2];
+  unsigned restartInterval;
+  bool optimise;
+  bool fields;
+};
+
+// The frame libjpeg makes of a width x height RGB picture in that layout, and per
+// image libjpeg's own decoding of each component before any resampling.
+Frame CompressWithLibjpeg(const std::vector<uint8_t>& rgb, int width, int height, const Layout& layout,
+                          Planes planes[2]);
 
 // The decoder's output formats, named as the reference files are.
 struct OutputFormat {

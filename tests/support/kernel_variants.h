@@ -1,12 +1,9 @@
-// What the kernel tests share: which variants this build and processor can run, the
-// zig-zag order, a generator that gives the same numbers on every standard library,
-// unlike the distributions, and the blocks a kernel and its exact twin must agree on.
+// What the kernel tests share: which variants this build and processor can run, a
+// generator that gives the same numbers on every standard library, unlike the
+// distributions, and the blocks a kernel and its exact twin must agree on.
 #pragma once
 
 #include <cstdint>
-#include <vector>
-
-#include "pixel/processor.h"
 
 namespace trvx::test {
 
@@ -25,37 +22,6 @@ inline bool Sse2KernelsRun() {
 #endif
 }
 
-template <typename Kernels>
-struct KernelPath {
-  const char* name;
-  Kernels kernels;
-};
-
-// Plain first, then the vector paths this processor can run, as the session picks them.
-template <typename Kernels>
-std::vector<KernelPath<Kernels>> KernelPaths(Kernels (*select)(int32_t)) {
-  std::vector<KernelPath<Kernels>> paths = {{"plain", select(kProcessorPlain)}};
-#if defined(__i386__) || defined(__x86_64__)
-  if (__builtin_cpu_supports("mmx")) paths.push_back({"mmx", select(kProcessorIntelMmx)});
-  if (__builtin_cpu_supports("sse")) paths.push_back({"pshufw", select(kProcessorIntelSse)});
-  if (__builtin_cpu_supports("sse2")) paths.push_back({"sse2", select(kProcessorIntelSse2)});
-#endif
-  return paths;
-}
-
-// Natural position of each zig-zag index, from walking the anti-diagonals rather than
-// from a copied table, so a typo in the kernels' tables cannot hide.
-inline std::vector<int> ZigzagToNatural() {
-  std::vector<int> order;
-  for (int sum = 0; sum < 15; ++sum) {
-    for (int i = 0; i <= sum; ++i) {
-      const int row = sum % 2 == 0 ? sum - i : i;
-      if (row < 8 && sum - row < 8) order.push_back(row * 8 + sum - row);
-    }
-  }
-  return order;
-}
-
 struct Lcg {
   uint32_t state;
   int Next(int low, int high) {
@@ -64,12 +30,11 @@ struct Lcg {
   }
 };
 
-// Blocks of 64 words, one after the other: first every extreme pattern (one value
-// everywhere, signs alternating by row, by column and both, one extreme coefficient
-// at each position, the DC alone at every value), then `randomBlocks` random ones of
-// full-range, extreme, small or sparse values, with rows or columns 4..7, a single
-// row or column, or all but the DC cleared, so that each shortcut a twin may take is
-// met both ways.
+// Blocks of 64 words: every extreme pattern (one value everywhere, signs alternating by
+// row, column or both, one extreme coefficient anywhere, the DC alone at every value),
+// then random ones of full-range, extreme, small or sparse values with rows 4..7,
+// columns 4..7, a row, a column or all but the DC cleared: each shortcut a twin may
+// take is met both ways.
 class TwinBlocks {
  public:
   explicit TwinBlocks(long randomBlocks) : randomLeft_(randomBlocks) {}

@@ -11,6 +11,8 @@
 //                               (FORMAT: rgb24 rgb32 uyvy yuy2 yvyu y16), whole bitmap
 //   photo_720x576.libjpeg.yuv   libjpeg-turbo's planes: per field Y, Cb, Cr (4:2:2)
 // Frames are written without the padding the decoder's input needs.
+#include <turbojpeg.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -18,110 +20,87 @@
 #include <string>
 #include <vector>
 
-#include <turbojpeg.h>
-
 #include "support/field_frames.h"
 
+namespace trvx::test {
 namespace {
 
-using trvx::test::DhtContent;
-using trvx::test::FieldFrameSource;
-using trvx::test::Frame;
-using trvx::test::FrameVariant;
+std::filesystem::path directory;
 
-bool WriteFile(const std::filesystem::path& path, const uint8_t* data, std::size_t size) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+bool Write(const std::string& name, const uint8_t* data, std::size_t size) {
+  std::ofstream out(directory / name, std::ios::binary | std::ios::trunc);
   out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-  if (!out) std::fprintf(stderr, "cannot write %s\n", path.string().c_str());
+  if (!out) std::fprintf(stderr, "cannot write %s\n", name.c_str());
   return static_cast<bool>(out);
 }
 
-bool WriteFrame(const std::filesystem::path& path, const Frame& frame) {
-  return WriteFile(path, frame.bytes.data(), frame.length);
+bool WriteFrame(const std::string& name, const FieldFrameSource& source, const FrameVariant& variant) {
+  const Frame frame = source.Build(variant);
+  return Write(name, frame.bytes.data(), frame.length);
 }
 
 uint32_t OneProcessor() { return 1; }
 
-// The plain path's reference kernels, whatever this machine's processor: the Windows
-// tests compare byte for byte where they run the plain arithmetic (0 and 159), and
-// within a level elsewhere.
-bool WriteReferenceDecodes(const std::filesystem::path& directory, const std::string& stem,
-                           const FieldFrameSource& source, const Frame& frame) {
+bool WriteAll(const FieldFrameSource& large, const FieldFrameSource& small) {
+  std::vector<uint8_t> planes;
+  for (int field = 0; field < 2; ++field) {
+    for (const Plane& plane : large.reference(field)) {
+      planes.insert(planes.end(), plane.samples.begin(), plane.samples.end());
+    }
+  }
+  unsigned char* jpeg = nullptr;
+  unsigned long size = 0;
+  tjhandle encoder = tjInitCompress();
+  const bool compressed = tjCompress2(encoder, small.pictureRgb().data(), small.width(), small.width() * 3,
+                                      small.height(), TJPF_RGB, &jpeg, &size, TJSAMP_420, 90, 0) == 0;
+  const bool written = compressed && Write("photo_64x32.jpg", jpeg, size);
+  tjFree(jpeg);
+  tjDestroy(encoder);
+  if (!written || !Write("photo_720x576.libjpeg.yuv", planes.data(), planes.size()) ||
+      !WriteFrame("photo_720x576.trvx", large, FrameVariant{DhtContent::Strip, true, true}) ||
+      !WriteFrame("photo_720x576_noapp.trvx", large, FrameVariant{DhtContent::Strip, false, true}) ||
+      !WriteFrame("photo_720x576_offset0.trvx", large, FrameVariant{DhtContent::Strip, true, false}) ||
+      !WriteFrame("photo_720x576_dht.trvx", large, FrameVariant{DhtContent::Keep, true, true}) ||
+      !WriteFrame("photo_64x32.trvx", small, FrameVariant{DhtContent::Strip, true, true})) {
+    return false;
+  }
+  // The plain path's reference kernels, whatever this machine's processor: the Windows
+  // tests compare byte for byte where they run the plain arithmetic (0 and 159), and
+  // within a level elsewhere.
   setenv("TRVX_CPU", "0", 1);
-  for (const trvx::test::OutputFormat& format : trvx::test::kOutputFormats) {
+  for (const OutputFormat& format : kOutputFormats) {
     std::vector<uint8_t> bits;
-    if (trvx::test::DecodeFrame(frame, source.width(), source.height(), format, &OneProcessor, bits) != 0) {
-      std::fprintf(stderr, "the decoder refused %s into %s\n", stem.c_str(), format.name);
+    if (DecodeFrame(large.Build(FrameVariant{}), large.width(), large.height(), format, &OneProcessor, bits) != 0) {
+      std::fprintf(stderr, "the decoder refused the frame into %s\n", format.name);
       return false;
     }
-    if (!WriteFile(directory / (stem + "." + format.name + ".ref"), bits.data(), bits.size())) return false;
+    if (!Write(std::string("photo_720x576.") + format.name + ".ref", bits.data(), bits.size())) return false;
   }
   unsetenv("TRVX_CPU");
   return true;
 }
 
-bool WriteLibjpegPlanes(const std::filesystem::path& path, const FieldFrameSource& source) {
-  std::vector<uint8_t> planes;
-  for (int field = 0; field < 2; ++field) {
-    const trvx::test::YuvPlanes& reference = source.reference(field);
-    planes.insert(planes.end(), reference.y.begin(), reference.y.end());
-    planes.insert(planes.end(), reference.cb.begin(), reference.cb.end());
-    planes.insert(planes.end(), reference.cr.begin(), reference.cr.end());
-  }
-  return WriteFile(path, planes.data(), planes.size());
-}
-
-bool WriteWholeImage(const std::filesystem::path& path, const FieldFrameSource& source) {
-  tjhandle encoder = tjInitCompress();
-  unsigned char* jpeg = nullptr;
-  unsigned long size = 0;
-  const bool compressed =
-      encoder != nullptr && tjCompress2(encoder, source.pictureRgb().data(), source.width(), source.width() * 3,
-                                        source.height(), TJPF_RGB, &jpeg, &size, TJSAMP_420, 90, 0) == 0;
-  const bool written = compressed && WriteFile(path, jpeg, size);
-  tjFree(jpeg);
-  if (encoder != nullptr) tjDestroy(encoder);
-  return written;
-}
-
 }  // namespace
+}  // namespace trvx::test
 
 int main(int argc, char** argv) {
+  using trvx::test::FieldFrameSource;
   if (argc != 2) {
     std::fprintf(stderr, "usage: %s OUTPUT_DIRECTORY\n", argv[0]);
     return 2;
   }
-  const std::filesystem::path directory = argv[1];
+  trvx::test::directory = argv[1];
   std::error_code error;
-  std::filesystem::create_directories(directory, error);
-  if (error) {
-    std::fprintf(stderr, "cannot create %s: %s\n", argv[1], error.message().c_str());
-    return 1;
-  }
-
+  std::filesystem::create_directories(trvx::test::directory, error);
   const std::string photo = FieldFrameSource::FindPhoto(720, 576);
-  if (photo.empty()) {
-    std::fprintf(stderr, "no photograph found: install the mate-backgrounds package\n");
+  if (error || photo.empty()) {
+    std::fprintf(stderr, "cannot create %s, or no photograph: install the mate-backgrounds package\n", argv[1]);
     return 1;
   }
-  const FieldFrameSource large(photo, 720, 576, 94);
-  const FieldFrameSource small(photo, 64, 32, 94);
-  for (const FieldFrameSource* source : {&large, &small}) {
-    if (!source->ok()) {
-      std::fprintf(stderr, "%s\n", source->error().c_str());
-      return 1;
-    }
+  const FieldFrameSource large(photo, 720, 576, 94), small(photo, 64, 32, 94);
+  if (!large.ok() || !small.ok()) {
+    std::fprintf(stderr, "%s\n", (large.ok() ? small : large).error().c_str());
+    return 1;
   }
-
-  const Frame codecLayout = large.Build(FrameVariant{DhtContent::Strip, true, true});
-  const bool written =
-      WriteFrame(directory / "photo_720x576.trvx", codecLayout) &&
-      WriteFrame(directory / "photo_720x576_noapp.trvx", large.Build(FrameVariant{DhtContent::Strip, false, true})) &&
-      WriteFrame(directory / "photo_720x576_offset0.trvx", large.Build(FrameVariant{DhtContent::Strip, true, false})) &&
-      WriteFrame(directory / "photo_720x576_dht.trvx", large.Build(FrameVariant{DhtContent::Keep, true, true})) &&
-      WriteFrame(directory / "photo_64x32.trvx", small.Build(FrameVariant{DhtContent::Strip, true, true})) &&
-      WriteWholeImage(directory / "photo_64x32.jpg", small) &&
-      WriteLibjpegPlanes(directory / "photo_720x576.libjpeg.yuv", large) &&
-      WriteReferenceDecodes(directory, "photo_720x576", large, codecLayout);
-  return written ? 0 : 1;
+  return trvx::test::WriteAll(large, small) ? 0 : 1;
 }
