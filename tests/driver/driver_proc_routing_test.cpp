@@ -42,24 +42,6 @@ HANDLE HeapHolding(const void* block) {
   return nullptr;
 }
 
-TEST(DriverRouting, InstancesLiveOnAPrivateHeapThatGoesWithTheLibrary) {
-  const DWORD heapsBefore = GetProcessHeaps(0, nullptr);
-  {
-    CodecLibrary codec;
-    EXPECT_EQ(GetProcessHeaps(0, nullptr), heapsBefore + 1);
-    const DWORD_PTR first = codec.Open();
-    const DWORD_PTR second = codec.Open();
-    ASSERT_NE(first, 0u);
-    const HANDLE heap = HeapHolding(reinterpret_cast<void*>(first));
-    EXPECT_NE(heap, nullptr);
-    EXPECT_NE(heap, GetProcessHeap());
-    EXPECT_EQ(HeapHolding(reinterpret_cast<void*>(second)), heap);
-    codec.Send(first, DRV_CLOSE);
-    codec.Send(second, DRV_CLOSE);
-  }
-  EXPECT_EQ(GetProcessHeaps(0, nullptr), heapsBefore);
-}
-
 // Keeps every byte of the address space and of one heap taken until it goes, so the
 // next allocation from that heap fails. Holds its bookkeeping in static storage:
 // while it lives, nothing else may allocate.
@@ -97,32 +79,38 @@ class MemoryExhaustion {
   std::size_t blocks_ = 0;
 };
 
-// The private heap's bad_alloc in the middle of DECOMPRESS_BEGIN and COMPRESS_BEGIN
-// reaches DriverProc as a C++ exception: the host gets ICERR_MEMORY, not an unwind
-// through its own frames, and the instance begins and decodes once memory is back.
-TEST(DriverRouting, AnAllocationFailureInsideBeginIsAMemoryError) {
-  CodecLibrary codec;
-  const DWORD_PTR instance = codec.Open();
-  ASSERT_NE(instance, 0u);
-  const HANDLE heap = HeapHolding(reinterpret_cast<void*>(instance));
-  ASSERT_NE(heap, nullptr);
-  BITMAPINFOHEADER compressed = Bitmap(FourCc("TRVX"), 24, 64, 32);
-  BITMAPINFOHEADER picture = Bitmap(BI_RGB, 24, 64, 32);
-  LRESULT decompressBegin = 0, compressBegin = 0;
+// Instances live on a private heap that goes with the library. Its bad_alloc in the
+// middle of DECOMPRESS_BEGIN and COMPRESS_BEGIN reaches DriverProc as a C++ exception:
+// the host gets ICERR_MEMORY, not an unwind through its own frames, and the instance
+// begins once memory is back.
+TEST(DriverRouting, InstancesLiveOnAPrivateHeapWhoseExhaustionIsAMemoryError) {
+  const DWORD heapsBefore = GetProcessHeaps(0, nullptr);
   {
-    MemoryExhaustion exhaustion(heap);
-    decompressBegin = codec.Send(instance, ICM_DECOMPRESS_BEGIN, reinterpret_cast<LPARAM>(&compressed),
-                                 reinterpret_cast<LPARAM>(&picture));
-    compressBegin = codec.Send(instance, ICM_COMPRESS_BEGIN, reinterpret_cast<LPARAM>(&picture),
-                               reinterpret_cast<LPARAM>(&compressed));
+    CodecLibrary codec;
+    EXPECT_EQ(GetProcessHeaps(0, nullptr), heapsBefore + 1);
+    const DWORD_PTR instance = codec.Open();
+    const DWORD_PTR second = codec.Open();
+    const HANDLE heap = HeapHolding(reinterpret_cast<void*>(instance));
+    ASSERT_NE(heap, nullptr);
+    EXPECT_NE(heap, GetProcessHeap());
+    EXPECT_EQ(HeapHolding(reinterpret_cast<void*>(second)), heap);
+    codec.Send(second, DRV_CLOSE);
+    const auto at = [](const BITMAPINFOHEADER& header) { return reinterpret_cast<LPARAM>(&header); };
+    const BITMAPINFOHEADER compressed = Bitmap(FourCc("TRVX"), 24, 64, 32);
+    const BITMAPINFOHEADER picture = Bitmap(BI_RGB, 24, 64, 32);
+    LRESULT decompressBegin = 0, compressBegin = 0;
+    {
+      MemoryExhaustion exhaustion(heap);
+      decompressBegin = codec.Send(instance, ICM_DECOMPRESS_BEGIN, at(compressed), at(picture));
+      compressBegin = codec.Send(instance, ICM_COMPRESS_BEGIN, at(picture), at(compressed));
+    }
+    EXPECT_EQ(decompressBegin, ICERR_MEMORY);
+    EXPECT_EQ(compressBegin, ICERR_MEMORY);
+    EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, at(compressed), at(picture)), ICERR_OK);
+    codec.Send(instance, ICM_DECOMPRESS_END);
+    codec.Send(instance, DRV_CLOSE);
   }
-  EXPECT_EQ(decompressBegin, ICERR_MEMORY);
-  EXPECT_EQ(compressBegin, ICERR_MEMORY);
-  EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, reinterpret_cast<LPARAM>(&compressed),
-                       reinterpret_cast<LPARAM>(&picture)),
-            ICERR_OK);
-  codec.Send(instance, ICM_DECOMPRESS_END);
-  codec.Send(instance, DRV_CLOSE);
+  EXPECT_EQ(GetProcessHeaps(0, nullptr), heapsBefore);
 }
 
 TEST(DriverRouting, CodecMessagesWithoutInstanceAreErrorsAndUnlistedOnesUnsupported) {

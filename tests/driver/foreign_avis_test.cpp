@@ -1,14 +1,7 @@
-// M-JPEG AVIs of other encoders, opened with AVIFile and decoded by the decompressor
-// that the Video Compression Manager locates for them, on every processor path, into
-// YUY2 and bottom-up RGB24, against ffmpeg's decode of the same files. The files and
-// references come from foreign_avis_make.sh, in the directory TRVX_FOREIGN_AVIS names.
-//
-// ffmpeg gives raw samples at the stream's own sampling. The YUY2 reference brings
-// its chroma to 4:2:2: full-width chroma averaged over horizontal pairs, half-height
-// chroma interpolated vertically (3/4 nearer row, 1/4 farther one; JFIF sites chroma
-// between its two luma lines). The RGB24 reference puts those samples, each chroma
-// pair over its two pixels as the codec's RGB kernels take it, through the codec's
-// studio-range matrix.
+// M-JPEG AVIs of other encoders (foreign_avis_make.sh, in TRVX_FOREIGN_AVIS), decoded by
+// the decompressor the manager locates, on every processor path, into YUY2 and RGB24,
+// against ffmpeg's samples brought to 4:2:2 as the codec does (pairs averaged, half-height
+// chroma 3/4 nearer row, 1/4 farther) and through the codec's studio-range matrix.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,11 +1,7 @@
-// Hostile frames through the Video Compression Manager: truncated and random frames
-// whose host buffer ends right at an inaccessible page. The codec must answer ICERR_OK
-// or ICERR_ERROR, keep the host alive and decode the next frame.
-//
-// On two processors a frame whose first field has an APP1 offset hands field 1 to the
-// worker thread, and bad data there ends the worker without signalling the caller,
-// whose wait has no time-out: that hang is the codec's defined behaviour, so these
-// frames have their APP1 marker renamed and both fields go through the caller.
+// Hostile frames through the manager, ending at an inaccessible page: the codec answers
+// ICERR_OK or ICERR_ERROR, keeps the host alive and decodes the next frame. Bad data in
+// a field handed to the worker (by an APP1 offset) hangs the caller by design, so these
+// frames lose their APP1 marker.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
