@@ -13,9 +13,8 @@
 namespace trvx {
 namespace {
 
-// What a DHT segment may send: counts that no prefix code has, or whose code takes
-// the all-ones code, are refused, as are DC categories above 15; what is taken
-// decodes its codes by the canonical rule, long ones past the fast table included.
+// Counts without a prefix code or taking the all-ones code are refused, as are DC
+// categories above 15; what is taken decodes by the canonical rule.
 TEST(HuffmanLookup, TakesPrefixCodesWithoutTheAllOnesCodeOnly) {
   const struct {
     std::vector<uint8_t> counts;
@@ -47,10 +46,8 @@ TEST(HuffmanLookup, TakesPrefixCodesWithoutTheAllOnesCodeOnly) {
   EXPECT_EQ(typical.symbols[0b11111111001 + typical.symbolOffset[11]], 0xF0);
 }
 
-// The plain path's samples are defined by its truncating arithmetic: a digest of its
-// words over every extreme and random block pins them, and class 159 must give the
-// very same words, wrapped where the plain sums leave 16 bits, with MCUs of every size
-// and the blocks past the MCU left alone.
+// A digest pins the plain path's truncating arithmetic; class 159 gives the same words,
+// wrapped alike, with MCUs of every size and the blocks past the MCU left alone.
 TEST(DecoderKernels, PlainWordsArePinnedAndTheAmdSse2PathGivesThemForEveryBlock) {
   const bool twin = test::Sse2KernelsRun();
   test::TwinBlocks blocks(1 << 21);

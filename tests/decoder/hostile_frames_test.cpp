@@ -1,11 +1,6 @@
-// Frames that no encoder would write, each ending against an unreadable page, through
-// sessions on one thread and on two: each must end with its documented result (0, or
-// ICERR_ERROR, also what the fault guard makes of a deliberate fault), never crash or
-// write outside the bitmap, and leave the session able to decode the next good frame.
-//
-// The converter places MCUs by the size each SOF0 declares and the bitmap only has room
-// for the size the host negotiated, so hostile frames here never declare a larger
-// picture unless their coded data fails before the first MCU is written.
+// Frames no encoder would write, ending against an unreadable page: each ends in its
+// result, never crashes or writes outside the bitmap, and the next good frame decodes.
+// A larger picture than negotiated is declared only where decoding fails before any MCU.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -29,8 +24,6 @@ constexpr std::size_t kImageBytes = kWidth * kHeight * 2, kGuardBytes = 4096;
 const BitmapHeader kInput = Bitmap(kWidth, kHeight, 24, kCodecFourCc);
 const BitmapHeader kOutput = Bitmap(kWidth, kHeight, 16, kYuy2FourCc);  // row r holds field r % 2
 
-uint32_t OneProcessor() { return 1; }
-uint32_t TwoProcessors() { return 2; }
 using Bytes = std::vector<uint8_t>;
 
 class Session {
@@ -52,7 +45,6 @@ class Session {
         << "wrote past the bitmap";
     return result;
   }
-  // The rows of one field, or of both (-1).
   Bytes Rows(int field = -1) const {
     Bytes rows;
     for (int r = 0; r < kHeight; ++r) {
@@ -77,7 +69,6 @@ Bytes WithoutApp1(Bytes frame) {
   return frame;
 }
 
-// The offset of the first 0xFF `code` pair at or after `from`.
 std::size_t Find(const Bytes& bytes, uint8_t code, std::size_t from = 0) {
   for (std::size_t i = from; i + 1 < bytes.size(); ++i) {
     if (bytes[i] == 0xFF && bytes[i + 1] == code) return i;
@@ -96,7 +87,7 @@ class HostileFrames : public testing::Test {
     const Frame frame = source.Build(FrameVariant{});
     own_ = Unpadded(frame);
     firstFieldEnd_ = frame.firstFieldLength;
-    // 4:2:0 with restarts, and chrominance finer than luminance (valid, and libjpeg writes it).
+    // 4:2:0 with restarts, and chrominance finer than luminance (valid).
     Planes unused[2];
     const Layout layouts[] = {{"", 3, {{2, 2}, {1, 1}, {1, 1}}, 4, true, false},
                               {"", 3, {{1, 1}, {1, 2}, {1, 1}}, 0, false, false}};
@@ -107,7 +98,6 @@ class HostileFrames : public testing::Test {
     good_ = session.Rows();
     goodFirst_ = session.Rows(0);
   }
-  // Where field f's coded data starts, and where its EOI lies.
   std::size_t Data(int f) const {
     const std::size_t sos = Find(own_, 0xDA, f == 0 ? 0 : firstFieldEnd_);
     return sos + 2 + (own_[sos + 2] << 8 | own_[sos + 3]);
@@ -168,9 +158,7 @@ TEST_F(HostileFrames, EachEndsAsDocumentedAndTheSessionDecodesTheNextGoodFrame) 
       {"cut short after the last restart", other_, [&](Bytes& b) { b.resize(rst0 + 8); }},
       {"image without a scan", other_, [&](Bytes& b) { b.resize(sos); }},
       {"chrominance finer than luminance", finerChroma_, [](Bytes&) {}},
-      // The codec's own layout. 65535 x 65535 fields do not fit the bitmap: refused
-      // before any block. Zero sampling factors and component ids the scan does not
-      // name send the frame to the baseline path, which refuses them.
+      // The codec's own layout; bad sampling and ids go to the baseline path, which refuses them.
       {"huge size", o, [&](Bytes& b) { std::fill_n(&b[ownSof[0] + 5], 4, 0xFF); }},
       {"zero sampling", o,
        [&](Bytes& b) {
@@ -182,8 +170,6 @@ TEST_F(HostileFrames, EachEndsAsDocumentedAndTheSessionDecodesTheNextGoodFrame) 
        }},
       // Cb factors 12 x 3 ask for 39 blocks per MCU, more than the workspace holds.
       {"oversized MCU", o, [&](Bytes& b) { b[ownSof[0] + 14] = 0xC3; }},
-      // A 16-bit table faults while the headers are read; one or three tables at the
-      // first dequantisation.
       {"16-bit table", o, [&](Bytes& b) { b[ownDqt + 4] = 0x10; }},
       {"16-bit second table", o, [&](Bytes& b) { b[secondTable] = 0x11; }},
       {"one table", o, [&](Bytes& b) { b[secondTable] = 0x00; }},
@@ -192,19 +178,16 @@ TEST_F(HostileFrames, EachEndsAsDocumentedAndTheSessionDecodesTheNextGoodFrame) 
       // Nine ones match no DC code: a field of 0xFF bytes fails at its first block.
       {"field 0 undecodable", o, [&](Bytes& b) { std::fill(&b[Data(0)], &b[End(0)], 0xFF); }},
       {"field 1 undecodable", o, [&](Bytes& b) { std::fill(&b[Data(1)], &b[End(1)], 0xFF); }, Picture::FirstFieldOnly},
-      // A stray scan header inside the lead the one-thread path skips behind field 0.
       {"stray scan header", o,
        [&](Bytes& b) {
          b.insert(b.begin() + long(End(0)), {0xFF, 0xDA, 0, 2});
        },
        Picture::Good, 0},
-      // An SOS length that points past the frame: nothing there is read.
       {"SOS length 65535", o, [&](Bytes& b) { b[ownSos + 2] = b[ownSos + 3] = 0xFF; }, Picture::Any, 0},
   };
   for (const auto& c : cases) {
     Bytes frame = c.base;
     c.edit(frame);
-    // One thread, then two with the second field found by scanning, to the same result.
     for (const bool scanning : {false, true}) {
       const std::string label = std::string(c.name) + (scanning ? ", scanning" : "");
       Session session(scanning ? &TwoProcessors : &OneProcessor);
@@ -222,10 +205,7 @@ TEST_F(HostileFrames, EachEndsAsDocumentedAndTheSessionDecodesTheNextGoodFrame) 
   }
 }
 
-// Every cut through the headers, then every third byte of the coded data, in fresh and
-// in reused sessions. A cut inside the DQT can zero the second table's destination
-// byte (one table: a deliberate fault); anywhere else the zeros after the cut decode
-// or fail.
+// Every cut through the headers, then every third byte of the data, in fresh and reused sessions.
 TEST_F(HostileFrames, TruncatedFramesEndInAResultAndTheSessionRecovers) {
   Session reused(&OneProcessor), scanning(&TwoProcessors);
   for (std::size_t cut = 0; cut < own_.size(); cut += cut < Data(1) + 8 ? 1 : 3) {
@@ -241,8 +221,7 @@ TEST_F(HostileFrames, TruncatedFramesEndInAResultAndTheSessionRecovers) {
   EXPECT_EQ(reused.Rows(), good_);
 }
 
-// Judged by the leak checker of the sanitizer build: every Begin's allocations and
-// the worker's resources must go at End.
+// Judged by the sanitizer build's leak checker.
 TEST_F(HostileFrames, ThousandSessionsLeaveNothingBehind) {
   for (ProcessorCountQuery processors : {&OneProcessor, &TwoProcessors}) {
     DecoderSession session(processors);

@@ -1,11 +1,8 @@
-// The decoder against libjpeg: frames that libjpeg-turbo coded from a real photograph
-// in the codec's own layout, dressed as every producer dresses them, and frames libjpeg
-// coded in every layout other producers use (one image or two fields, every sampling,
-// restart intervals, optimised tables, greyscale), decoded into every output format
-// on every processor path, with one and with two threads; and the codec's own frames,
-// which every path writes and decodes to exactly the bytes it always has.
+// The decoder against libjpeg on frames of every producer's layout, and the codec's own
+// frames, which every path writes and decodes to the bytes it always has.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <tuple>
@@ -19,11 +16,8 @@
 namespace trvx::test {
 namespace {
 
-uint32_t OneProcessor() { return 1; }
-uint32_t TwoProcessors() { return 2; }
 const char* const kClasses[] = {"0", "1", "3", "15", "31", "135", "143", "159"};
 
-// Frames that must all decode to the same bitmaps, and libjpeg's planes of their images.
 struct Subject {
   std::string name;
   int width, height;
@@ -54,8 +48,7 @@ std::vector<Subject> Subjects() {
     EXPECT_TRUE(source.ok()) << source.error();
     Subject subject{std::to_string(width) + "x" + std::to_string(height), width, height, true, true, {}, {}};
     subject.planes[0] = source.reference(0), subject.planes[1] = source.reference(1);
-    // Only SOF0, the first DQT, SOS and APP1's offset may steer the decoder: DHT
-    // segments, kept, left out or meaningless, and APP0/APP1 may not change a byte.
+    // DHT segments and APP0/APP1 may not change a byte.
     for (const DhtContent dht : {DhtContent::Strip, DhtContent::Keep, DhtContent::Meaningless}) {
       for (const FrameVariant variant : {FrameVariant{dht, true, true}, {dht, true, false}, {dht, false, true}}) {
         if (width == 720 || subject.frames.empty()) subject.frames.push_back(source.Build(variant));
@@ -68,11 +61,25 @@ std::vector<Subject> Subjects() {
     subjects.push_back({layout.name, 352, 288, layout.fields, false, {}, {}});
     subjects.back().frames.push_back(CompressWithLibjpeg(photo.pictureRgb(), 352, 288, layout, subjects.back().planes));
   }
+  // Colour constant per 16 x 16 patch under grey offsets: 4:2:0 and 4:4:0 code the same
+  // blocks, so chroma interpolated alike gives the same bytes.
+  std::vector<uint8_t> rgb(352 * 288 * 3), colours(352 / 16 * 288 / 16 * 3);
+  uint32_t noise = 99;
+  for (uint8_t& c : colours) c = uint8_t(64 + ((noise = noise * 1664525u + 1013904223u) >> 25));
+  for (int i = 0; i < 352 * 288; ++i) {
+    const int x = i % 352, y = i / 352, grey = (x * 7 + y * 13 + x * y / 16) % 61 - 30;
+    for (int c = 0; c < 3; ++c) rgb[3 * i + c] = uint8_t(colours[(y / 16 * 352 / 16 + x / 16) * 3 + c] + grey);
+  }
+  subjects.push_back({"4:2:0 and 4:4:0 patches", 352, 288, false, false, {}, {}});
+  Planes unused[2];
+  for (const Layout* layout : {&kLayouts[0], &kLayouts[7]}) {
+    subjects.back().frames.push_back(
+        CompressWithLibjpeg(rgb, 352, 288, *layout, layout == kLayouts ? subjects.back().planes : unused));
+  }
   return subjects;
 }
 
-// The 4:2:2 chroma sample the codec should give from a plane of any sampling: pairs
-// averaged across, lines interpolated 3:1 down.
+// The 4:2:2 chroma the codec should give: pairs averaged across, lines interpolated 3:1.
 double Chroma422(const Plane& plane, const Plane& luma, int x, int line) {
   if (plane.samples.empty()) return 128;
   const bool fullWidth = plane.width * 2 > luma.width, halfHeight = plane.height * 2 <= luma.height;
@@ -89,18 +96,15 @@ struct Stats {
   double Mean() const { return sum / count; }
 };
 
-// Every frame of a subject gives the same bitmap per path and format, on one thread and
-// two, and for other producers' layouts without biSizeImage, where a valid frame's EOI
-// keeps the reading off the fence behind it. Its YCbCr lies within the two IDCTs'
-// difference of libjpeg's, and within the resampling's rounding: measured max 1 (chroma
-// 1.5), mean up to 0.17 (chroma 0.26).
+// Every frame of a subject gives one bitmap per path and format, also on two threads and
+// without biSizeImage; measured against libjpeg: max 1 (chroma 1.5), mean 0.17 (0.26).
 TEST(OutsideFrames, EveryPathDecodesEveryLayoutCloseToLibjpegAndAlikeHoweverDressed) {
   if (FieldFrameSource::FindPhoto(1920, 1088).empty()) GTEST_SKIP() << "install the mate-backgrounds package";
   for (const Subject& subject : Subjects()) {
     const int width = subject.width, height = subject.height;
     for (const char* flag : kClasses) {
       ProcessorOverride processor(flag);
-      for (const OutputFormat& format : {kUyvy, kYuy2, kYvyu, kY16, kRgb24, kRgb32}) {
+      for (const OutputFormat& format : kOutputFormats) {
         const std::string label = subject.name + ", class " + flag + ", " + format.name;
         std::vector<uint8_t> bits, other;
         for (const Frame& frame : subject.frames) {
@@ -113,7 +117,6 @@ TEST(OutsideFrames, EveryPathDecodesEveryLayoutCloseToLibjpegAndAlikeHoweverDres
                 << label << ", frame " << &frame - &subject.frames[0] << ", run " << run;
           }
         }
-        // The other formats are the converters' business; these samples are the decoder's.
         if (format.compression != kUyvy.compression) continue;
         Stats luma, chroma;
         Planes planes;
@@ -140,36 +143,7 @@ TEST(OutsideFrames, EveryPathDecodesEveryLayoutCloseToLibjpegAndAlikeHoweverDres
   }
 }
 
-// 4:2:0 and 4:4:0 chrominance is interpolated alike down the lines, and pairs of equal
-// samples average to themselves across. A picture whose colour is constant over each
-// 16 x 16 patch, its luminance varied by grey offsets that leave libjpeg's Cb and Cr
-// exactly as they were, codes to the same chroma DCs in both layouts and to the same
-// luminance blocks: both must decode to the same bytes on every path.
-TEST(OutsideFrames, FourTwoZeroAndFourFourZeroChromaAreInterpolatedAlike) {
-  constexpr int kWidth = 352, kHeight = 288;
-  std::vector<uint8_t> rgb(kWidth * kHeight * 3);
-  uint32_t noise = 99;
-  std::vector<uint8_t> colours(kWidth / 16 * kHeight / 16 * 3);
-  for (uint8_t& c : colours) c = uint8_t(64 + ((noise = noise * 1664525u + 1013904223u) >> 25));
-  for (int i = 0; i < kWidth * kHeight; ++i) {
-    const int x = i % kWidth, y = i / kWidth, grey = (x * 7 + y * 13 + x * y / 16) % 61 - 30;
-    for (int c = 0; c < 3; ++c) rgb[3 * i + c] = uint8_t(colours[(y / 16 * kWidth / 16 + x / 16) * 3 + c] + grey);
-  }
-  Planes unused[2];
-  const Frame frames[2] = {
-      CompressWithLibjpeg(rgb, kWidth, kHeight, {"4:2:0", 3, {{2, 2}, {1, 1}, {1, 1}}, 0, false, false}, unused),
-      CompressWithLibjpeg(rgb, kWidth, kHeight, {"4:4:0", 3, {{1, 2}, {1, 1}, {1, 1}}, 0, false, false}, unused)};
-  for (const char* flag : kClasses) {
-    ProcessorOverride processor(flag);
-    std::vector<uint8_t> bits[2];
-    for (int f = 0; f < 2; ++f) ASSERT_EQ(DecodeFrame(frames[f], kWidth, kHeight, kYuy2, &OneProcessor, bits[f]), 0);
-    EXPECT_TRUE(bits[0] == bits[1]) << "class " << flag;
-  }
-}
-
-// Frames the codec wrote itself, at CIF: a size hosts use, and not a multiple of 64.
-// On one processor the first image points at the second, on two it does not and a
-// two-thread decoder finds the second by scanning.
+// CIF: a size hosts use, and not a multiple of 64.
 constexpr int kCifWidth = 352, kCifHeight = 288;
 
 Frame EncodeFrame(const std::vector<uint8_t>& picture, const BitmapHeader& input, ProcessorCountQuery processors) {
@@ -189,7 +163,7 @@ uint64_t Digest(const std::vector<uint8_t>& bytes, std::size_t size, uint64_t di
   return digest;
 }
 
-// Gradients, texture and noise: large and small coefficients, stuffed 0xFF bytes.
+// Large and small coefficients, stuffed 0xFF bytes.
 std::vector<uint8_t> SyntheticPicture(int width, int height, int bytesPerPixel) {
   std::vector<uint8_t> picture(std::size_t(width) * height * bytesPerPixel);
   uint32_t noise = 12345;
@@ -203,10 +177,27 @@ std::vector<uint8_t> SyntheticPicture(int width, int height, int bytesPerPixel) 
   return picture;
 }
 
-// Per processor path, digests of every frame it writes (BGR24 and YUY2 input, one and
-// two processors) and of every bitmap it decodes from them (every output format, one
-// and two threads). Recorded from the codec as it stands; a change of one byte on
-// any path shows here.
+// libjpeg-turbo's decodes of both field images of a frame against its YUY2 source.
+double FieldsPsnr(const Frame& frame, const std::vector<uint8_t>& yuy2) {
+  const uint8_t kEoi[] = {0xFF, 0xD9};  // a coded 0xFF is followed by 0x00
+  const auto begin = frame.bytes.begin(), end = begin + long(frame.length);
+  const auto second = std::search(begin + 237, end, std::begin(kEoi), std::end(kEoi)) + 2;
+  double squares = 0;
+  for (int f = 0; f < 2; ++f) {
+    Planes planes;
+    const std::vector<uint8_t> image(f == 0 ? begin : second, f == 0 ? second : end);
+    EXPECT_EQ(DecodeWithTurboJpeg(image, kCifWidth, kCifHeight / 2, planes), "") << "field " << f;
+    for (int i = 0; i < kCifWidth * kCifHeight / 2 && !planes[0].samples.empty(); ++i) {
+      const int x = i % kCifWidth, y = i / kCifWidth;
+      const uint8_t* source = &yuy2[std::size_t((2 * y + f) * kCifWidth + x) * 2];
+      squares += std::pow(planes[0].At(x, y) - source[0], 2) + std::pow(planes[1 + x % 2].At(x / 2, y) - source[1], 2);
+    }
+  }
+  return 10 * std::log10(255.0 * 255 * kCifWidth * kCifHeight * 2 / squares);
+}
+
+// Digests of every frame each path writes and every bitmap it decodes from them, and
+// libjpeg-turbo's decodes of the frames: measured 39.1 and 39.3 dB.
 TEST(OwnFrames, EveryPathWritesAndDecodesTheBytesItAlwaysHas) {
   const struct {
     std::vector<const char*> classes;
@@ -227,6 +218,7 @@ TEST(OwnFrames, EveryPathWritesAndDecodesTheBytesItAlwaysHas) {
         for (ProcessorCountQuery writers : {&OneProcessor, &TwoProcessors}) {
           const Frame frame = EncodeFrame(pictures[input], inputs[input], writers);
           encoded = Digest(frame.bytes, frame.length, encoded);
+          if (input == 1) EXPECT_GE(FieldsPsnr(frame, pictures[1]), 38.5) << "class " << flag;
           for (const OutputFormat& format : kOutputFormats) {
             for (ProcessorCountQuery readers : {&OneProcessor, &TwoProcessors}) {
               std::vector<uint8_t> bits;

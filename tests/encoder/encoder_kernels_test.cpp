@@ -1,6 +1,4 @@
-// The encoder's kernels each processor class runs, class 159's SSE2 twins, which must
-// give the plain kernels' words and bytes exactly, for any input and at a fault, and
-// the formats and quality tables of a session.
+// The encoder's kernels per processor class, class 159's twins against the plain ones, and a session.
 #include "encoder/encoder_kernels.h"
 
 #include <gtest/gtest.h>
@@ -40,7 +38,6 @@ TEST(EncoderKernels, SelectionFollowsProcessorClass) {
   }
 }
 
-// An MCU area of eight blocks as the session sets it up for 4:2:2.
 struct Mcu {
   BlockBuffer blocks;
   FrameDescription description;
@@ -54,10 +51,8 @@ struct Mcu {
   Words Contents() const { return {blocks.coefficients, blocks.coefficients + kAll}; }
 };
 
-// The DCT on every block it may meet, including where the plain sums wrap, with MCUs
-// of every size; the quantiser on every coefficient with every reciprocal the tables
-// make and the extremes, taking the tables by block for any sampling, at any alignment,
-// and faulting alike, the MCU untouched, on a table count other than two.
+// Every block and MCU size; every coefficient with every reciprocal, sampling and alignment;
+// a table count other than two faults, the MCU untouched.
 TEST(EncoderKernels, AmdSse2DctAndQuantiserGiveThePlainWordsForEveryInput) {
   if (!test::Sse2KernelsRun()) GTEST_SKIP() << "no SSE2";
   const EncoderKernels plain = SelectEncoderKernels(kProcessorPlain), twin = SelectEncoderKernels(kProcessorAmdSse2);
@@ -79,7 +74,6 @@ TEST(EncoderKernels, AmdSse2DctAndQuantiserGiveThePlainWordsForEveryInput) {
   values.insert(values.end(), {-32768, -32767, -1, 0, 1, 32767});
   Words tables(2 * kBlockSize + 1);
   for (std::size_t round = 0; round < values.size() + 16; ++round) {
-    // One reciprocal everywhere; then mixed tables a word off alignment and mixed sampling.
     const bool mixed = round >= values.size();
     test::Lcg random{uint32_t(round)};
     for (int16_t& r : tables) r = mixed ? values[random.Next(0, int(values.size()) - 1)] : values[round];
@@ -109,10 +103,8 @@ TEST(EncoderKernels, AmdSse2DctAndQuantiserGiveThePlainWordsForEveryInput) {
   }
 }
 
-// The writer across MCUs and fields, and also at a fault, where the output so far and
-// the pending bits that the next MCU or field goes on from must be the plain ones.
-// Fields without a ZRL code and AC values without a code fault; DC jumps without a
-// code drop MCUs.
+// Across MCUs and fields, and at faults (no ZRL code, AC values without a code) and
+// dropped MCUs (DC jumps without a code), the output and pending bits are the plain ones.
 TEST(EncoderKernels, AmdSse2WriterWritesThePlainBytesAlsoAroundFaults) {
   if (!test::Sse2KernelsRun()) GTEST_SKIP() << "no SSE2";
   uint32_t codes[2][2][kHuffmanCodeTableEntries] = {};  // with and without ZRL; luminance, chrominance
@@ -143,7 +135,7 @@ TEST(EncoderKernels, AmdSse2WriterWritesThePlainBytesAlsoAroundFaults) {
         int16_t* block = mcu.blocks.Block(b);
         dc = random.Next(0, 30) ? dc + random.Next(-200, 200) : random.Next(-32768, 32767);
         block[0] = int16_t(dc);
-        // Sparse and mostly small; one value in 2000 is any word, most of those without a code.
+        // Sparse and mostly small; one in 2000 any word.
         const int density = random.Next(1, 40);
         for (int k = 1; k < 64; ++k) {
           const bool wild = random.Next(0, 1999) == 0;
@@ -151,7 +143,6 @@ TEST(EncoderKernels, AmdSse2WriterWritesThePlainBytesAlsoAroundFaults) {
           block[k] = int16_t(random.Next(0, 99) < density ? value : 0);
         }
       }
-      // A dropped MCU gives 1 here, a fault kFaultResult.
       const int32_t result = RunGuarded([&] { return int32_t{plain.EncodeMcu(mcu.blocks) != 0}; });
       ASSERT_EQ(RunGuarded([&] { return int32_t{twin->EncodeMcu(mcu.blocks) != 0}; }), result);
       faults += result == kFaultResult;
@@ -167,10 +158,9 @@ TEST(EncoderKernels, AmdSse2WriterWritesThePlainBytesAlsoAroundFaults) {
 }
 
 constexpr int kSessionWidth = 176, kSessionHeight = 144;
-uint32_t OneThread() { return 1; }
 
 TEST(EncoderSession, TakesFormatsInAnyCaseAndKeepsItsQualityTablesUntilItEnds) {
-  EncoderSession encoder(&OneThread);
+  EncoderSession encoder(&test::OneProcessor);
   const BitmapHeader input = test::Bitmap(kSessionWidth, kSessionHeight, 24);
   BitmapHeader output = test::Bitmap(kSessionWidth, kSessionHeight, 24, kCodecFourCc);
   const std::vector<uint8_t> picture(kSessionWidth * kSessionHeight * 3, 0x80);
@@ -183,8 +173,7 @@ TEST(EncoderSession, TakesFormatsInAnyCaseAndKeepsItsQualityTablesUntilItEnds) {
   EXPECT_EQ(RunGuarded([&] { return encoder.Begin(&lowerCase, &output); }), 0) << "hosts may name it in lower case";
   EXPECT_EQ(encoder.End(), 0);
   ASSERT_EQ(encoder.Begin(&input, &output), 0);
-  // A first frame above the scale is coded at the default quality; later ones keep
-  // the tables there are.
+  // A first frame above the scale is coded at the default quality, later ones at the last.
   for (const auto& [quality, kept] : {std::pair{0xFFFFFFFFu, 7000u}, {10000u, 10000u}, {10001u, 10000u}}) {
     ASSERT_EQ(compress(quality), 0);
     EXPECT_EQ(encoder.Quality(), kept) << quality;

@@ -11,7 +11,6 @@
 #include <jpeglib.h>
 
 #include "decoder/decoder_session.h"
-#include "support/bitmap_header.h"
 #include "support/fenced_buffer.h"
 
 namespace trvx::test {
@@ -19,7 +18,7 @@ namespace trvx::test {
 namespace {
 
 const char* const kPhotoDirectory = "/usr/share/backgrounds/mate/nature/";
-// Sharp, saturated pictures first: petals and grass give large AC and chroma values.
+// Sharp, saturated pictures first: large AC and chroma values.
 const char* const kPhotoNames[] = {"Garden.jpg",   "RainDrops.jpg", "YellowFlower.jpg", "Blinds.jpg",
                                    "TwoWings.jpg", "Wood.jpg",      "Aqua.jpg",         "Storm.jpg",
                                    "LadyBird.jpg", "Dune.jpg",      "FreshFlower.jpg",  "GreenMeadow.jpg"};
@@ -57,7 +56,6 @@ std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int
     planes[c] = out[c].samples.data();
     strides[c] = out[c].width;
   }
-  // Fails on warnings as well, such as a scan that ends early.
   if (tjDecompressToYUVPlanes(decoder.get(), data, size, planes, width, strides, height, TJFLAG_ACCURATEDCT) != 0) {
     return tjGetErrorStr2(decoder.get());
   }
@@ -72,7 +70,6 @@ int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputForma
   input.sizeImage = sizeGiven ? static_cast<uint32_t>(frame.length) : 0;
   const BitmapHeader output = Bitmap(width, height, format.bitCount, format.compression);
   bits.assign(output.sizeImage + kGuardBytes, kGuardByte);
-  // The frame ends against an unreadable page, as a debug heap may place it.
   const FencedBuffer fenced(frame.bytes.data(), frame.length);
   if (fenced.data() == nullptr) return kWroteOutside;
   DecoderSession session(processors);
@@ -124,8 +121,7 @@ bool FieldFrameSource::LoadPicture(const std::string& photoPath) {
     error_ = "libjpeg-turbo cannot decode a picture that large from " + photoPath;
     return false;
   }
-  // Box-average by the largest whole factor that still covers the picture, then take
-  // the middle: small pictures then show the whole scene instead of a flat patch.
+  // Box-averaged, then the middle: small pictures show the whole scene, not a flat patch.
   const int factor = std::max(1, std::min(photoWidth / width_, photoHeight / height_));
   const int left = (photoWidth / factor - width_) / 2;
   const int top = (photoHeight / factor - height_) / 2;
@@ -151,7 +147,6 @@ bool FieldFrameSource::CompressField(int field, int quality) {
   TjHandle encoder(tjInitCompress(), &tjDestroy);
   unsigned char* compressed = nullptr;
   unsigned long compressedSize = 0;
-  // Every other line of the picture, from the field's first.
   if (tjCompress2(encoder.get(), rgb_.data() + field * width_ * 3, width_, 2 * width_ * 3, lines, TJPF_RGB, &compressed,
                   &compressedSize, TJSAMP_422, quality, TJFLAG_ACCURATEDCT) != 0) {
     error_ = std::string("tjCompress2 failed: ") + tjGetErrorStr2(encoder.get());
@@ -160,9 +155,7 @@ bool FieldFrameSource::CompressField(int field, int quality) {
   }
   const std::vector<uint8_t> jpeg(compressed, compressed + compressedSize);
   tjFree(compressed);
-  // The parts the variants reassemble; APPn and COM are dropped, as the codec's frames
-  // carry only its own two. A layout other than libjpeg-turbo's baseline one shows in
-  // the comparisons with its untouched decode, the reference.
+  // APPn and COM are dropped: the codec's frames carry only its own two.
   Parts& parts = parts_[field];
   std::vector<uint8_t> tables[2];
   for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
@@ -221,7 +214,7 @@ std::vector<uint8_t> FieldFrameSource::FieldImage(int field, const FrameVariant&
       Append(out, segment);
       continue;
     }
-    // Same length, nonsense tables; no 0xFF, so the marker scans see nothing new.
+    // Nonsense tables without 0xFF, so the marker scans see nothing new.
     out.insert(out.end(), segment.begin(), segment.begin() + 4);
     for (std::size_t i = 4; i < segment.size(); ++i) {
       noise = noise * 1664525u + 1013904223u;
@@ -288,8 +281,7 @@ Frame CompressWithLibjpeg(const std::vector<uint8_t>& rgb, int width, int height
     jpeg_destroy_compress(&info);
     frame.bytes.insert(frame.bytes.end(), buffer, buffer + size);
 
-    // Whole MCU rows of every component as raw data, of which the picture's lines count;
-    // pictures here are whole MCUs wide.
+    // Whole MCU rows of every component as raw data; pictures here are whole MCUs wide.
     jpeg_decompress_struct reader;
     reader.err = jpeg_std_error(&errors);
     jpeg_create_decompress(&reader);

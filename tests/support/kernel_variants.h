@@ -1,6 +1,4 @@
-// What the kernel tests share: which variants this build and processor can run, a
-// generator that gives the same numbers on every standard library, unlike the
-// distributions, and the blocks a kernel and its exact twin must agree on.
+// What the kernel tests share; the generator gives the same numbers on every standard library.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +11,6 @@ constexpr bool kVectorKernelsBuilt = true;
 constexpr bool kVectorKernelsBuilt = false;
 #endif
 
-// Whether this processor runs the SSE2 and PlainSse2 kernels.
 inline bool Sse2KernelsRun() {
 #if defined(__i386__) || defined(__x86_64__)
   return __builtin_cpu_supports("sse2");
@@ -30,11 +27,8 @@ struct Lcg {
   }
 };
 
-// Blocks of 64 words: every extreme pattern (one value everywhere, signs alternating by
-// row, column or both, one extreme coefficient anywhere, the DC alone at every value),
-// then random ones of full-range, extreme, small or sparse values with rows 4..7,
-// columns 4..7, a row, a column or all but the DC cleared: each shortcut a twin may
-// take is met both ways.
+// Every extreme pattern, then random blocks with rows, columns or all but the DC cleared:
+// each shortcut a twin may take is met both ways.
 class TwinBlocks {
  public:
   explicit TwinBlocks(long randomBlocks) : randomLeft_(randomBlocks) {}

@@ -1,14 +1,10 @@
 // Writes photograph frames and their expected decodes for the Windows tests, which
 // have no libjpeg-turbo under Wine. Usage: trvx_make_field_frames OUTPUT_DIRECTORY
 //
-//   photo_720x576.trvx          the codec's layout: APP0, APP1 with the offset, no DHT
-//   photo_720x576_noapp.trvx    no APP0/APP1: field 1 is found after field 0's data
-//   photo_720x576_offset0.trvx  APP1 present but its offset 0
-//   photo_720x576_dht.trvx      libjpeg-turbo's DHT segments kept
+//   photo_720x576*.trvx         the codec's layout, without APP0/APP1, with offset 0, with DHT
 //   photo_64x32.trvx            the codec's layout, four MCUs per field
 //   photo_64x32.jpg             one 4:2:0 image of the whole picture, as cameras write
 //   photo_720x576.FORMAT.ref    the native plain-path decode of photo_720x576.trvx
-//                               (FORMAT: rgb24 rgb32 uyvy yuy2 yvyu y16), whole bitmap
 //   photo_720x576.libjpeg.yuv   libjpeg-turbo's planes: per field Y, Cb, Cr (4:2:2)
 // Frames are written without the padding the decoder's input needs.
 #include <turbojpeg.h>
@@ -34,13 +30,6 @@ bool Write(const std::string& name, const uint8_t* data, std::size_t size) {
   return static_cast<bool>(out);
 }
 
-bool WriteFrame(const std::string& name, const FieldFrameSource& source, const FrameVariant& variant) {
-  const Frame frame = source.Build(variant);
-  return Write(name, frame.bytes.data(), frame.length);
-}
-
-uint32_t OneProcessor() { return 1; }
-
 bool WriteAll(const FieldFrameSource& large, const FieldFrameSource& small) {
   std::vector<uint8_t> planes;
   for (int field = 0; field < 2; ++field) {
@@ -56,17 +45,21 @@ bool WriteAll(const FieldFrameSource& large, const FieldFrameSource& small) {
   const bool written = compressed && Write("photo_64x32.jpg", jpeg, size);
   tjFree(jpeg);
   tjDestroy(encoder);
-  if (!written || !Write("photo_720x576.libjpeg.yuv", planes.data(), planes.size()) ||
-      !WriteFrame("photo_720x576.trvx", large, FrameVariant{DhtContent::Strip, true, true}) ||
-      !WriteFrame("photo_720x576_noapp.trvx", large, FrameVariant{DhtContent::Strip, false, true}) ||
-      !WriteFrame("photo_720x576_offset0.trvx", large, FrameVariant{DhtContent::Strip, true, false}) ||
-      !WriteFrame("photo_720x576_dht.trvx", large, FrameVariant{DhtContent::Keep, true, true}) ||
-      !WriteFrame("photo_64x32.trvx", small, FrameVariant{DhtContent::Strip, true, true})) {
-    return false;
+  if (!written || !Write("photo_720x576.libjpeg.yuv", planes.data(), planes.size())) return false;
+  const struct {
+    const char* name;
+    const FieldFrameSource& source;
+    FrameVariant variant;
+  } frames[] = {{"photo_720x576.trvx", large, {DhtContent::Strip, true, true}},
+                {"photo_720x576_noapp.trvx", large, {DhtContent::Strip, false, true}},
+                {"photo_720x576_offset0.trvx", large, {DhtContent::Strip, true, false}},
+                {"photo_720x576_dht.trvx", large, {DhtContent::Keep, true, true}},
+                {"photo_64x32.trvx", small, {DhtContent::Strip, true, true}}};
+  for (const auto& f : frames) {
+    const Frame frame = f.source.Build(f.variant);
+    if (!Write(f.name, frame.bytes.data(), frame.length)) return false;
   }
-  // The plain path's reference kernels, whatever this machine's processor: the Windows
-  // tests compare byte for byte where they run the plain arithmetic (0 and 159), and
-  // within a level elsewhere.
+  // The plain path's decodes, whatever this machine's processor.
   setenv("TRVX_CPU", "0", 1);
   for (const OutputFormat& format : kOutputFormats) {
     std::vector<uint8_t> bits;
@@ -76,7 +69,6 @@ bool WriteAll(const FieldFrameSource& large, const FieldFrameSource& small) {
     }
     if (!Write(std::string("photo_720x576.") + format.name + ".ref", bits.data(), bits.size())) return false;
   }
-  unsetenv("TRVX_CPU");
   return true;
 }
 
