@@ -158,8 +158,8 @@ TEST(EveryVariant, YuvLayoutsBothWays) {
 
 // Vector RGB input: luma truncates three products, 0 to 3 levels below plain; chroma is the pair's mean.
 int VectorSample(int component, const uint8_t* a, const uint8_t* b) {
-  const int red = a[2] + b[2], green = a[1] + b[1], blue = a[0] + b[0];
   if (component == 0) return (((16843 * a[2]) >> 16) - 112 + ((33030 * a[1]) >> 16) + ((6423 * a[0]) >> 16)) * 8;
+  const int red = a[2] + b[2], green = a[1] + b[1], blue = a[0] + b[0];  // b: the pair's right pixel
   if (component == 1) return (((-9699 * red) >> 17) - ((19071 * green) >> 17) + ((28770 * blue) >> 17)) * 8;
   return (((28770 * red) >> 17) - ((24117 * green) >> 17) - ((4653 * blue) >> 17)) * 8;
 }
