@@ -80,6 +80,11 @@ class User {
   static void Click(HWND dialog, int id) { SendMessageA(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
   // A click that opens a modal window: posted, since the handler does not return until it closes.
   static void ClickOpening(HWND dialog, int id) { PostMessageA(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+  // Clicks a button that opens the dialog with this caption, and waits for it.
+  HWND Open(HWND dialog, int id, const char* caption) const {
+    ClickOpening(dialog, id);
+    return WaitFor(caption);
+  }
 
   void PressEscape(HWND dialog) const {
     GUITHREADINFO info = {};
@@ -384,8 +389,7 @@ TEST_F(Dialogs, DriverDialogEditsTheProcessSettingsAndEscapeSavesThem) {
         ASSERT_NE(driver, nullptr);
         User::Screenshot(driver, "driver_dialog");
 
-        User::ClickOpening(driver, kDriverSettings);
-        HWND settings = user.WaitFor(kSettingsCaption);
+        HWND settings = user.Open(driver, kDriverSettings, kSettingsCaption);
         ASSERT_NE(settings, nullptr);
         EXPECT_EQ(User::ListItems(settings, kFourCcList), (Items{"MJPG", "TRVX"}));
         EXPECT_EQ(User::ListItems(settings, kAppList), (Items{"premiere.exe", "talvine.exe"}));
@@ -399,13 +403,11 @@ TEST_F(Dialogs, DriverDialogEditsTheProcessSettingsAndEscapeSavesThem) {
 
         // The process's record took the change: the next settings dialog starts from it,
         // and its About is the codec's.
-        User::ClickOpening(driver, kDriverSettings);
-        settings = user.WaitFor(kSettingsCaption);
+        settings = user.Open(driver, kDriverSettings, kSettingsCaption);
         ASSERT_NE(settings, nullptr);
         EXPECT_EQ(User::ListItems(settings, kFourCcList), (Items{"DVSD", "MJPG", "TRVX"}));
         EXPECT_EQ(IsDlgButtonChecked(settings, kChangeFieldsOrder), BST_CHECKED);
-        User::ClickOpening(settings, kSettingsAbout);
-        HWND about = user.WaitFor(kAboutCaption);
+        HWND about = user.Open(settings, kSettingsAbout, kAboutCaption);
         ASSERT_NE(about, nullptr);
         EXPECT_EQ(User::Text(about, kAboutText).substr(0, 40), CodecString(3).substr(0, 40));
         User::Click(about, IDOK);
@@ -414,8 +416,7 @@ TEST_F(Dialogs, DriverDialogEditsTheProcessSettingsAndEscapeSavesThem) {
         ASSERT_TRUE(User::WaitGone(settings, driver));
 
         // The family's About text, not the codec's.
-        User::ClickOpening(driver, kDriverAbout);
-        about = user.WaitFor(kAboutCaption);
+        about = user.Open(driver, kDriverAbout, kAboutCaption);
         ASSERT_NE(about, nullptr);
         const std::string shown = User::Text(about, kAboutText);
         EXPECT_EQ(shown.substr(0, familyText.size()), familyText);
@@ -446,8 +447,7 @@ void InDefectiveAppsDialog(LPARAM parent, const std::function<void(const User&, 
       [&](const User& user) {
         const HWND settings = user.WaitFor(kSettingsCaption);
         ASSERT_NE(settings, nullptr);
-        User::ClickOpening(settings, kAdvanced);
-        const HWND dialog = user.WaitFor(kDefectiveCaption);
+        const HWND dialog = user.Open(settings, kAdvanced, kDefectiveCaption);
         ASSERT_NE(dialog, nullptr);
         acts(user, dialog);
         EXPECT_TRUE(User::WaitGone(dialog, settings));
