@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/codec_library.h"
+#include "support/avi_frames.h"
 
 namespace {
 
@@ -27,34 +27,26 @@ int main(int argc, char** argv) {
     return 2;
   }
   AVIFileInit();
-  PAVISTREAM stream = nullptr;
-  if (!trvx::test::InstallCodec() || AVIStreamOpenFromFileA(&stream, argv[1], streamtypeVIDEO, 0, OF_READ, nullptr) != 0) {
+  trvx::test::AviFrames avi;
+  if (!trvx::test::InstallCodec() || !trvx::test::ReadAviFrames(argv[1], avi)) {
     std::printf("no codec or no video stream\n");
     return 1;
   }
-  BITMAPINFOHEADER input = {};
-  LONG formatSize = sizeof input;
-  AVIStreamReadFormat(stream, 0, &input, &formatSize);
+  BITMAPINFOHEADER input = avi.format;
   const HIC codec = ICOpen(ICTYPE_VIDEO, trvx::test::FourCc("TRVX"), ICMODE_DECOMPRESS);
   bool ok = codec != nullptr;
-  const LONG frames = AVIStreamLength(stream);
   for (const auto& [compression, bitCount] : {std::pair<DWORD, WORD>{BI_RGB, 24}, {trvx::test::FourCc("YUY2"), 16}}) {
     BITMAPINFOHEADER output = trvx::test::Bitmap(compression, bitCount, input.biWidth, input.biHeight);
     ok = ok && ICDecompressBegin(codec, &input, &output) == ICERR_OK;
-    for (LONG frame = 0; ok && frame < frames; ++frame) {
-      LONG bytes = 0;
-      AVIStreamRead(stream, frame, 1, nullptr, 0, &bytes, nullptr);
-      std::vector<uint8_t> data(bytes + trvx::test::kFramePadding);
+    for (std::size_t frame = 0; ok && frame < avi.frames.size(); ++frame) {
       std::vector<uint8_t> picture(output.biSizeImage);
-      input.biSizeImage = static_cast<DWORD>(bytes);
-      ok = AVIStreamRead(stream, frame, 1, data.data(), bytes, nullptr, nullptr) == 0 &&
-           ICDecompress(codec, 0, &input, data.data(), &output, picture.data()) == ICERR_OK;
-      std::printf("frame %ld to %d bits: %016llx\n", frame, bitCount, static_cast<unsigned long long>(Digest(picture)));
+      input.biSizeImage = avi.frameBytes[frame];
+      ok = ICDecompress(codec, 0, &input, avi.frames[frame].data(), &output, picture.data()) == ICERR_OK;
+      std::printf("frame %zu to %d bits: %016llx\n", frame, bitCount, static_cast<unsigned long long>(Digest(picture)));
     }
     if (codec != nullptr) ICDecompressEnd(codec);
   }
   if (codec != nullptr) ICClose(codec);
-  AVIStreamRelease(stream);
   AVIFileExit();
   std::printf(ok ? "frames decoded\n" : "decoding failed\n");
   return ok ? 0 : 1;

@@ -29,13 +29,7 @@ int main(int argc, char** argv) {
   DeleteFileA(argv[1]);
   if (AVIFileOpenA(&avi, argv[1], OF_CREATE | OF_WRITE, nullptr) != 0) return 1;
 
-  BITMAPINFOHEADER format = {};
-  format.biSize = sizeof format;
-  format.biWidth = 720;
-  format.biHeight = 576;
-  format.biPlanes = 1;
-  format.biBitCount = 24;
-  format.biSizeImage = static_cast<DWORD>(picture.size());
+  BITMAPINFOHEADER format = trvx::test::Bitmap(BI_RGB, 24, 720, 576);
 
   AVISTREAMINFOA info = {};
   info.fccType = streamtypeVIDEO;

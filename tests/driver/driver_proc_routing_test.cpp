@@ -1,8 +1,12 @@
 // DriverProc called directly, as the Video Compression Manager would, to pin down which
-// messages need an instance and which code each refusal carries.
+// messages need an instance and which code each refusal carries, and that bad pointers
+// inside handlers come back as errors, leaving the codec and the host unharmed.
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "support/codec_library.h"
 
@@ -12,6 +16,8 @@ namespace {
 constexpr DWORD_PTR kNoInstance = 0xFFFFFFFF;
 constexpr LRESULT kError = ICERR_ERROR;
 constexpr LRESULT kUnsupported = ICERR_UNSUPPORTED;
+
+LPARAM At(const BITMAPINFOHEADER& header) { return reinterpret_cast<LPARAM>(&header); }
 
 TEST(DriverRouting, DriverMessagesAnswerWithoutAnInstance) {
   CodecLibrary codec;
@@ -95,18 +101,17 @@ TEST(DriverRouting, InstancesLiveOnAPrivateHeapWhoseExhaustionIsAMemoryError) {
     EXPECT_NE(heap, GetProcessHeap());
     EXPECT_EQ(HeapHolding(reinterpret_cast<void*>(second)), heap);
     codec.Send(second, DRV_CLOSE);
-    const auto at = [](const BITMAPINFOHEADER& header) { return reinterpret_cast<LPARAM>(&header); };
     const BITMAPINFOHEADER compressed = Bitmap(FourCc("TRVX"), 24, 64, 32);
     const BITMAPINFOHEADER picture = Bitmap(BI_RGB, 24, 64, 32);
     LRESULT decompressBegin = 0, compressBegin = 0;
     {
       MemoryExhaustion exhaustion(heap);
-      decompressBegin = codec.Send(instance, ICM_DECOMPRESS_BEGIN, at(compressed), at(picture));
-      compressBegin = codec.Send(instance, ICM_COMPRESS_BEGIN, at(picture), at(compressed));
+      decompressBegin = codec.Send(instance, ICM_DECOMPRESS_BEGIN, At(compressed), At(picture));
+      compressBegin = codec.Send(instance, ICM_COMPRESS_BEGIN, At(picture), At(compressed));
     }
     EXPECT_EQ(decompressBegin, ICERR_MEMORY);
     EXPECT_EQ(compressBegin, ICERR_MEMORY);
-    EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, at(compressed), at(picture)), ICERR_OK);
+    EXPECT_EQ(codec.Send(instance, ICM_DECOMPRESS_BEGIN, At(compressed), At(picture)), ICERR_OK);
     codec.Send(instance, ICM_DECOMPRESS_END);
     codec.Send(instance, DRV_CLOSE);
   }
@@ -154,16 +159,11 @@ TEST(DriverRouting, InfoReportsNamesAndTheRecordSizeItWasGiven) {
   EXPECT_EQ(codec.Send(instance, ICM_GETINFO, reinterpret_cast<LPARAM>(&info), 3), ICERR_BADSIZE);
   EXPECT_EQ(info.dwSize, 0xABABABABu) << "nothing written for a refused size";
 
+  std::memset(&info, 0, sizeof info);  // the names are written up to their ends only
   EXPECT_EQ(codec.Send(instance, ICM_GETINFO, reinterpret_cast<LPARAM>(&info), 4), 568);
-  EXPECT_EQ(info.dwSize, 4u);
-  EXPECT_EQ(info.fccType, ICTYPE_VIDEO);
-  EXPECT_EQ(info.fccHandler, FourCc("TRVX"));
-  EXPECT_EQ(info.dwFlags, static_cast<DWORD>(VIDCF_QUALITY));
-  EXPECT_EQ(info.dwVersion, 2002u);
-  EXPECT_EQ(info.dwVersionICM, static_cast<DWORD>(ICVERSION));
-  EXPECT_STREQ(info.szDescription, L"Korvantelix M-JPEG");
-  EXPECT_STREQ(info.szName, L"TRVX (MJPG)");
-  for (WCHAR c : info.szDriver) ASSERT_EQ(c, 0);
+  const ICINFO expected = {
+      4, ICTYPE_VIDEO, FourCc("TRVX"), VIDCF_QUALITY, 2002, ICVERSION, L"TRVX (MJPG)", L"Korvantelix M-JPEG", L""};
+  EXPECT_EQ(std::memcmp(&info, &expected, sizeof info), 0) << "size " << info.dwSize << ", flags " << info.dwFlags;
 
   codec.Send(instance, DRV_CLOSE);
 }
@@ -183,8 +183,7 @@ TEST(DriverRouting, StateBlobIsTheSettingsRecordGuardedByItsTag) {
   }
   ASSERT_EQ(codec.Send(instance, ICM_GETSTATE, reinterpret_cast<LPARAM>(state), kStateSize), ICERR_OK);
   EXPECT_EQ(std::memcmp(state, "TRVX", 4), 0);
-  const uint8_t* fourCcs = state + 8;
-  EXPECT_EQ(std::memcmp(fourCcs, "TRVXMJPG\0\0\0\0", 12), 0);
+  EXPECT_EQ(std::memcmp(state + 8, "TRVXMJPG\0\0\0\0", 12), 0) << "the FourCC list";
 
   // A foreign tag changes nothing.
   static uint8_t changed[kStateSize];
@@ -233,6 +232,53 @@ TEST(DriverRouting, QualityIsReadThroughPointersAndStartsUnset) {
   EXPECT_EQ(codec.Send(instance, ICM_GETQUALITY, pointer(quality)), ICERR_OK);
   EXPECT_EQ(quality, 10000u);
 
+  codec.Send(instance, DRV_CLOSE);
+}
+
+TEST(DriverRouting, BadHostPointersGiveErrorsAndTheNextCallWorks) {
+  CodecLibrary codec;
+  const DWORD_PTR instance = codec.Open();
+  const BITMAPINFOHEADER input = Bitmap(BI_RGB, 24, 320, 240), compressed = Bitmap(FourCc("TRVX"), 24, 320, 240);
+  const auto send = [&](UINT message, LPARAM lParam1, LPARAM lParam2) {
+    return codec.Send(instance, message, lParam1, lParam2);
+  };
+  // Addresses no process has mapped: reads and writes through them fault.
+  for (LPARAM bad : {LPARAM{0x10}, static_cast<LPARAM>(0xDEAD0000)}) {
+    const std::tuple<UINT, LPARAM, LPARAM> calls[] = {
+        {ICM_COMPRESS_QUERY, bad, 0}, {ICM_COMPRESS_QUERY, At(input), bad}, {ICM_DECOMPRESS_QUERY, bad, 0},
+        {ICM_DECOMPRESS_QUERY, At(compressed), bad}, {ICM_COMPRESS_GET_FORMAT, At(input), bad},
+        {ICM_COMPRESS_GET_SIZE, bad, 0}, {ICM_DECOMPRESS_GET_FORMAT, At(compressed), bad}, {ICM_GETSTATE, bad, 8264},
+        {ICM_SETSTATE, bad, 8264}, {ICM_GETQUALITY, bad, 0}, {ICM_SETQUALITY, bad, 0}, {ICM_GETDEFAULTQUALITY, bad, 0},
+        {ICM_GETINFO, bad, sizeof(ICINFO)}, {ICM_COMPRESS_BEGIN, bad, At(input)},
+        {ICM_DECOMPRESS_BEGIN, bad, At(input)}};
+    for (const auto& [message, lParam1, lParam2] : calls) {
+      EXPECT_EQ(send(message, lParam1, lParam2), kError) << std::hex << message;
+      EXPECT_EQ(send(ICM_DECOMPRESS_QUERY, At(compressed), At(input)), ICERR_OK) << "the next call works";
+    }
+  }
+  // A missing input is read before it is tested: the guard answers.
+  EXPECT_EQ(send(ICM_DECOMPRESS_QUERY, 0, 0), kError);
+  EXPECT_EQ(send(ICM_DECOMPRESS_GET_FORMAT, 0, At(input)), kError);
+  EXPECT_EQ(send(ICM_COMPRESS_QUERY, 0, 0), ICERR_BADFORMAT);
+
+  EXPECT_EQ(send(ICM_COMPRESS_BEGIN, At(input), 0), kError) << "no output format";
+  EXPECT_EQ(send(ICM_DECOMPRESS_BEGIN, At(compressed), 0), kError) << "no output format";
+  const BITMAPINFOHEADER odd = Bitmap(BI_RGB, 24, 320, 232);
+  EXPECT_EQ(send(ICM_DECOMPRESS_BEGIN, At(compressed), At(odd)), kError) << "a refused format is an error at BEGIN";
+  // A frame record of any size but this pointer width's: a shorter one, the other
+  // width's, and in 64-bit the right size with high bits set.
+  ICCOMPRESS compress = {};
+  ICDECOMPRESS decompress = {};
+  std::vector<std::pair<LPARAM, LPARAM>> wrongSizes = {{44, 20},
+                                                       {sizeof(void*) == 4 ? 88 : 48, sizeof(void*) == 4 ? 48 : 24}};
+  if constexpr (sizeof(LPARAM) == 8) {
+    wrongSizes.push_back(
+        {static_cast<LPARAM>(sizeof compress | 1ull << 32), static_cast<LPARAM>(sizeof decompress | 1ull << 32)});
+  }
+  for (const auto& [compressSize, decompressSize] : wrongSizes) {
+    EXPECT_EQ(send(ICM_COMPRESS, reinterpret_cast<LPARAM>(&compress), compressSize), kError);
+    EXPECT_EQ(send(ICM_DECOMPRESS, reinterpret_cast<LPARAM>(&decompress), decompressSize), ICERR_BADPARAM);
+  }
   codec.Send(instance, DRV_CLOSE);
 }
 

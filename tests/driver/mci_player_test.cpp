@@ -7,7 +7,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -16,11 +15,6 @@
 
 namespace trvx::test {
 namespace {
-
-std::string Environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : ".";
-}
 
 // The codec's own two-field frames, and ffmpeg's 4:2:0 ones.
 constexpr const char* kFiles[] = {"trvx_720x576", "ffmpeg_352x288_yuvj420p_default"};
@@ -39,26 +33,20 @@ std::string Mci(const std::string& command) {
   return {};
 }
 
+// A DIB section selected into a memory DC, for the player to draw into.
 struct Dib {
-  HDC dc = nullptr;
-  HBITMAP bitmap = nullptr;
-  HGDIOBJ old = nullptr;
+  BITMAPINFOHEADER header;
+  HDC dc = CreateCompatibleDC(nullptr);
   uint8_t* bits = nullptr;
-  BITMAPINFOHEADER header = {};
-  Dib(int width, int height) {
-    header = Bitmap(BI_RGB, 24, width, height);
-    dc = CreateCompatibleDC(nullptr);
-    void* memory = nullptr;
-    bitmap = CreateDIBSection(dc, reinterpret_cast<BITMAPINFO*>(&header), DIB_RGB_COLORS, &memory, nullptr, 0);
-    bits = static_cast<uint8_t*>(memory);
-    old = SelectObject(dc, bitmap);
-  }
+  HBITMAP bitmap = CreateDIBSection(dc, reinterpret_cast<BITMAPINFO*>(&header), DIB_RGB_COLORS,
+                                    reinterpret_cast<void**>(&bits), nullptr, 0);
+  HGDIOBJ old = SelectObject(dc, bitmap);
+  Dib(int width, int height) : header(Bitmap(BI_RGB, 24, width, height)) {}
   ~Dib() {
     SelectObject(dc, old);
     DeleteObject(bitmap);
     DeleteDC(dc);
   }
-  std::size_t Bytes() const { return header.biSizeImage; }
 };
 
 double Psnr(const uint8_t* a, const uint8_t* b, std::size_t count) {
@@ -71,7 +59,7 @@ TEST(MciPlayer, PlaysEveryFrameAsTheCodecDecodesIt) {
   ASSERT_TRUE(InstallCodec());
   AVIFileInit();
   for (const std::string name : kFiles) {
-    const std::string path = Environment("TRVX_FOREIGN_AVIS") + "\\" + name + ".avi";
+    const std::string path = TestPath(name + ".avi", "TRVX_FOREIGN_AVIS");
     AviFrames avi;
     ASSERT_TRUE(ReadAviFrames(path, avi)) << path << " does not read";
     const int width = avi.format.biWidth;
@@ -104,16 +92,16 @@ TEST(MciPlayer, PlaysEveryFrameAsTheCodecDecodesIt) {
     }
     // The whole screen with the player's window on it, as the user sees it.
     SaveScreenArea({0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)},
-                   Environment("TRVX_MCI_SHOTS") + "\\" + name + ".bmp");
+                   TestPath(name + ".bmp", "TRVX_MCI_SHOTS"));
     double worst = 99.0;
     for (std::size_t frame = 0; frame < avi.frames.size(); ++frame) {
       Dib grabbed(width, height);
       // Not what a failed decode leaves in the reference either.
-      std::fill(grabbed.bits, grabbed.bits + grabbed.Bytes(), 0x5A);
+      std::fill(grabbed.bits, grabbed.bits + grabbed.header.biSizeImage, 0x5A);
       Mci("seek v to " + std::to_string(frame) + " wait");
       Mci("update v hdc " + std::to_string(reinterpret_cast<UINT_PTR>(grabbed.dc)) + " wait");
       GdiFlush();
-      const double psnr = Psnr(grabbed.bits, expected[frame].data(), grabbed.Bytes());
+      const double psnr = Psnr(grabbed.bits, expected[frame].data(), grabbed.header.biSizeImage);
       EXPECT_GE(psnr, kMinimumPsnr) << name << " frame " << frame << ": the player's picture is " << psnr
                                     << " dB from the codec's decode";
       worst = std::min(worst, psnr);

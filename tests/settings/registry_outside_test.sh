@@ -48,6 +48,12 @@ reg add "$defective_key" /v Application01 /t REG_SZ /d editor.exe /f >/dev/null
 expect_value "$codec_key" ChangeFieldsOrder REG_DWORD 0x1
 expect_value "$defective_key" Application01 REG_SZ editor.exe
 
+# A list not marked valid is the default list again.
+reg add "$defective_key" /v 'Correct state' /t REG_DWORD /d 0 /f >/dev/null
+"${attach[@]}" >/dev/null
+expect_value "$defective_key" 'Correct state' REG_DWORD 0x1
+reg query "$defective_key" /v Application01 >/dev/null && fail "Application01 survived the reset"
+
 reg delete 'HKCR\Software\Korvantelix' /f >/dev/null || true
 reg delete 'HKCR\Software\Pellacorte' /f >/dev/null || true
 echo "all done: every test passed"

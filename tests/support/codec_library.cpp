@@ -51,9 +51,13 @@ void DeleteCodecRegistryKeys() {
   }
 }
 
-std::vector<uint8_t> ReadTestData(const std::string& name) {
-  const char* directory = std::getenv("TRVX_TESTDATA");
-  std::ifstream file(std::string(directory != nullptr ? directory : ".") + "\\" + name, std::ios::binary);
+std::string TestPath(const std::string& name, const char* variable) {
+  const char* directory = std::getenv(variable);
+  return std::string(directory != nullptr ? directory : ".") + "\\" + name;
+}
+
+std::vector<uint8_t> ReadTestData(const std::string& name, const char* variable) {
+  std::ifstream file(TestPath(name, variable), std::ios::binary);
   return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 

@@ -46,8 +46,10 @@ void SetChangeFieldsOrder(HIC codec, uint32_t value);
 // The frame reader scans a fixed window whatever the frame's length: inputs carry padding.
 constexpr std::size_t kFramePadding = 0x10400 + 0x10000 + 64;
 
-// A file the native build wrote for the Windows tests (frames, reference decodes),
-// from the directory TRVX_TESTDATA names; empty when it is missing.
-std::vector<uint8_t> ReadTestData(const std::string& name);
+// A file in the directory an environment variable names: the native build's frames and
+// reference decodes in TRVX_TESTDATA, other encoders' AVIs in TRVX_FOREIGN_AVIS.
+std::string TestPath(const std::string& name, const char* variable = "TRVX_TESTDATA");
+// Its bytes; empty when it is missing.
+std::vector<uint8_t> ReadTestData(const std::string& name, const char* variable = "TRVX_TESTDATA");
 
 }  // namespace trvx::test

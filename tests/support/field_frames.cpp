@@ -38,6 +38,14 @@ std::vector<uint8_t> ReadFile(const std::string& path) {
   return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+bool PhotoSize(const std::vector<uint8_t>& jpeg, int& width, int& height) {
+  TjHandle decoder(tjInitDecompress(), &tjDestroy);
+  int subsampling = 0, colourspace = 0;
+  return !jpeg.empty() &&
+         tjDecompressHeader3(decoder.get(), const_cast<uint8_t*>(jpeg.data()), static_cast<unsigned long>(jpeg.size()),
+                             &width, &height, &subsampling, &colourspace) == 0;
+}
+
 }  // namespace
 
 std::string DecodeWithTurboJpeg(const std::vector<uint8_t>& jpeg, int width, int height, Planes& out) {
@@ -85,16 +93,10 @@ int32_t DecodeFrame(const Frame& frame, int width, int height, const OutputForma
 }
 
 std::string FieldFrameSource::FindPhoto(int width, int height) {
-  TjHandle decoder(tjInitDecompress(), &tjDestroy);
   for (const char* name : kPhotoNames) {
     const std::string path = std::string(kPhotoDirectory) + name;
-    const std::vector<uint8_t> jpeg = ReadFile(path);
-    int photoWidth = 0, photoHeight = 0, subsampling = 0, colourspace = 0;
-    if (jpeg.empty() || tjDecompressHeader3(decoder.get(), jpeg.data(), static_cast<unsigned long>(jpeg.size()),
-                                            &photoWidth, &photoHeight, &subsampling, &colourspace) != 0) {
-      continue;
-    }
-    if (photoWidth >= width && photoHeight >= height) return path;
+    int photoWidth = 0, photoHeight = 0;
+    if (PhotoSize(ReadFile(path), photoWidth, photoHeight) && photoWidth >= width && photoHeight >= height) return path;
   }
   return std::string();
 }
@@ -109,15 +111,12 @@ FieldFrameSource::FieldFrameSource(const std::string& photoPath, int width, int 
 
 bool FieldFrameSource::LoadPicture(const std::string& photoPath) {
   const std::vector<uint8_t> jpeg = ReadFile(photoPath);
-  const auto size = static_cast<unsigned long>(jpeg.size());
-  TjHandle decoder(tjInitDecompress(), &tjDestroy);
-  int photoWidth = 0, photoHeight = 0, subsampling = 0, colourspace = 0;
-  const bool large = tjDecompressHeader3(decoder.get(), jpeg.data(), size, &photoWidth, &photoHeight, &subsampling,
-                                         &colourspace) == 0 &&
-                     photoWidth >= width_ && photoHeight >= height_;
+  int photoWidth = 0, photoHeight = 0;
+  const bool large = PhotoSize(jpeg, photoWidth, photoHeight) && photoWidth >= width_ && photoHeight >= height_;
   std::vector<uint8_t> photo(large ? static_cast<std::size_t>(photoWidth) * photoHeight * 3 : 0);
-  if (!large || tjDecompress2(decoder.get(), jpeg.data(), size, photo.data(), photoWidth, photoWidth * 3, photoHeight,
-                              TJPF_RGB, TJFLAG_ACCURATEDCT) != 0) {
+  TjHandle decoder(tjInitDecompress(), &tjDestroy);
+  if (!large || tjDecompress2(decoder.get(), jpeg.data(), static_cast<unsigned long>(jpeg.size()), photo.data(),
+                              photoWidth, photoWidth * 3, photoHeight, TJPF_RGB, TJFLAG_ACCURATEDCT) != 0) {
     error_ = "libjpeg-turbo cannot decode a picture that large from " + photoPath;
     return false;
   }

@@ -1,19 +1,17 @@
 // Writes photograph frames and their expected decodes for the Windows tests, which
 // have no libjpeg-turbo under Wine. Usage: trvx_make_field_frames OUTPUT_DIRECTORY
 //
-//   photo_720x576*.trvx         the codec's layout, without APP0/APP1, with offset 0, with DHT
+//   photo_720x576*.trvx         the codec's layout, and without APP0/APP1
 //   photo_64x32.trvx            the codec's layout, four MCUs per field
 //   photo_64x32.jpg             one 4:2:0 image of the whole picture, as cameras write
 //   photo_720x576.FORMAT.ref    the native plain-path decode of photo_720x576.trvx
-//   photo_720x576.libjpeg.yuv   libjpeg-turbo's planes: per field Y, Cb, Cr (4:2:2)
 // Frames are written without the padding the decoder's input needs.
-#include <turbojpeg.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/field_frames.h"
@@ -31,33 +29,15 @@ bool Write(const std::string& name, const uint8_t* data, std::size_t size) {
 }
 
 bool WriteAll(const FieldFrameSource& large, const FieldFrameSource& small) {
-  std::vector<uint8_t> planes;
-  for (int field = 0; field < 2; ++field) {
-    for (const Plane& plane : large.reference(field)) {
-      planes.insert(planes.end(), plane.samples.begin(), plane.samples.end());
-    }
-  }
-  unsigned char* jpeg = nullptr;
-  unsigned long size = 0;
-  tjhandle encoder = tjInitCompress();
-  const bool compressed = tjCompress2(encoder, small.pictureRgb().data(), small.width(), small.width() * 3,
-                                      small.height(), TJPF_RGB, &jpeg, &size, TJSAMP_420, 90, 0) == 0;
-  const bool written = compressed && Write("photo_64x32.jpg", jpeg, size);
-  tjFree(jpeg);
-  tjDestroy(encoder);
-  if (!written || !Write("photo_720x576.libjpeg.yuv", planes.data(), planes.size())) return false;
-  const struct {
-    const char* name;
-    const FieldFrameSource& source;
-    FrameVariant variant;
-  } frames[] = {{"photo_720x576.trvx", large, {DhtContent::Strip, true, true}},
-                {"photo_720x576_noapp.trvx", large, {DhtContent::Strip, false, true}},
-                {"photo_720x576_offset0.trvx", large, {DhtContent::Strip, true, false}},
-                {"photo_720x576_dht.trvx", large, {DhtContent::Keep, true, true}},
-                {"photo_64x32.trvx", small, {DhtContent::Strip, true, true}}};
-  for (const auto& f : frames) {
-    const Frame frame = f.source.Build(f.variant);
-    if (!Write(f.name, frame.bytes.data(), frame.length)) return false;
+  Planes unused[2];
+  const Layout camera = {"", 3, {{2, 2}, {1, 1}, {1, 1}}, 0, false, false};
+  const std::pair<const char*, Frame> frames[] = {
+      {"photo_720x576.trvx", large.Build({DhtContent::Strip, true, true})},
+      {"photo_720x576_noapp.trvx", large.Build({DhtContent::Strip, false, true})},
+      {"photo_64x32.trvx", small.Build({DhtContent::Strip, true, true})},
+      {"photo_64x32.jpg", CompressWithLibjpeg(small.pictureRgb(), small.width(), small.height(), camera, unused)}};
+  for (const auto& [name, frame] : frames) {
+    if (!Write(name, frame.bytes.data(), frame.length)) return false;
   }
   // The plain path's decodes, whatever this machine's processor.
   setenv("TRVX_CPU", "0", 1);

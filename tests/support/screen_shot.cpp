@@ -2,15 +2,12 @@
 
 #include <fstream>
 
+#include "support/codec_library.h"
+
 namespace trvx::test {
 
 void SaveScreenArea(const RECT& area, const std::string& path) {
-  BITMAPINFOHEADER header = {};
-  header.biSize = sizeof header;
-  header.biWidth = area.right - area.left;
-  header.biHeight = area.bottom - area.top;
-  header.biPlanes = 1;
-  header.biBitCount = 24;
+  BITMAPINFOHEADER header = Bitmap(BI_RGB, 24, area.right - area.left, area.bottom - area.top);
   const HDC screen = GetDC(nullptr);
   const HDC memory = CreateCompatibleDC(screen);
   void* bits = nullptr;

@@ -185,27 +185,12 @@ LRESULT WhileUserActs(const std::function<void(const User&)>& acts, const std::f
   return result;
 }
 
-// The host's main window, which the dialogs take as their parent.
-class HostWindow {
- public:
-  HostWindow()
-      : window_(CreateWindowA("STATIC", "host", WS_OVERLAPPEDWINDOW, 0, 0, 200, 100, nullptr, nullptr,
-                              GetModuleHandleA(nullptr), nullptr)) {}
-  ~HostWindow() { DestroyWindow(window_); }
-  HWND get() const { return window_; }
-  LPARAM param() const { return reinterpret_cast<LPARAM>(window_); }
-
- private:
-  HWND window_;
-};
-
-uint32_t Tag(const char* text) { return MakeFourCc(text[0], text[1], text[2], text[3]); }
-
 SettingsRecord Record(uint32_t changeFieldsOrder, const Items& fourCcs, const Items& applications) {
   SettingsRecord record = {};
   record.tag = kCodecFourCc;
   record.changeFieldsOrder = changeFieldsOrder;
-  for (std::size_t i = 0; i < fourCcs.size(); ++i) record.fourCcs[i] = Tag(fourCcs[i].c_str());
+  for (std::size_t i = 0; i < fourCcs.size(); ++i)
+    record.fourCcs[i] = MakeFourCc(fourCcs[i][0], fourCcs[i][1], fourCcs[i][2], fourCcs[i][3]);
   for (std::size_t i = 0; i < applications.size(); ++i) std::strcpy(record.applications[i], applications[i].c_str());
   return record;
 }
@@ -242,10 +227,14 @@ class Dialogs : public testing::Test {
  protected:
   void SetUp() override { DeleteCodecRegistryKeys(); }
   void TearDown() override {
+    DestroyWindow(host_);
     // The outside check of the saved settings reads what the driver dialog left behind.
     if (std::getenv("TRVX_KEEP_SAVED_SETTINGS") == nullptr) DeleteCodecRegistryKeys();
   }
-  HostWindow host_;
+  // The host's main window, which the dialogs take as their parent.
+  const HWND host_ = CreateWindowA("STATIC", "host", WS_OVERLAPPEDWINDOW, 0, 0, 200, 100, nullptr, nullptr,
+                                   GetModuleHandleA(nullptr), nullptr);
+  const LPARAM parent_ = reinterpret_cast<LPARAM>(host_);
 };
 
 // Sorted as the list boxes sort: none of these differ by case or by anything but letters and blanks.
@@ -313,7 +302,7 @@ TEST_F(Dialogs, ConfigureEditsTheInstanceCopyOnOkOnly) {
         User::Screenshot(dialog, "settings_dialog");
         User::Click(dialog, IDOK);
       },
-      [&] { return ICConfigure(codec, host_.get()); });
+      [&] { return ICConfigure(codec, host_); });
   EXPECT_EQ(result, 1);
 
   Items saved = Sorted({"TRVX", "MJPG", "AVRN", "CJPG", "DMBA", "IJPG", "JPEG", "JPGL", "LJPG", "MJPA", "MJPB", "QIVG",
@@ -346,7 +335,7 @@ TEST_F(Dialogs, ConfigureEditsTheInstanceCopyOnOkOnly) {
         User::Click(dialog, kChangeFieldsOrder);
         User::Click(dialog, IDCANCEL);
       },
-      [&] { return ICConfigure(codec, host_.get()); });
+      [&] { return ICConfigure(codec, host_); });
   EXPECT_EQ(cancelled, 0);
   ASSERT_EQ(ICGetState(codec, &state, sizeof state), ICERR_OK);
   ExpectSameRecord(state, Record(1, {"MJPG"}, names));
@@ -369,7 +358,7 @@ TEST_F(Dialogs, AboutShowsTheCodecTextAndTheBuild) {
           if (button == IDOK) User::Screenshot(about, "about_dialog");
           User::Click(about, button);
         },
-        [&] { return library.Send(codec, ICM_ABOUT, host_.param()); });
+        [&] { return library.Send(codec, ICM_ABOUT, parent_); });
     EXPECT_EQ(result, button == IDOK ? 1 : 0);
     EXPECT_EQ(shown.substr(0, codecText.size()), codecText);
     EXPECT_TRUE(std::regex_match(shown.substr(std::min(codecText.size(), shown.size())), kBuildLine)) << shown;
@@ -426,7 +415,7 @@ TEST_F(Dialogs, DriverDialogEditsTheProcessSettingsAndEscapeSavesThem) {
 
         user.PressEscape(driver);
       },
-      [&] { return library.Send(kNoInstance, DRV_CONFIGURE, host_.param()); });
+      [&] { return library.Send(kNoInstance, DRV_CONFIGURE, parent_); });
   EXPECT_EQ(result, 0);
 
   // What Escape saved is read from outside, with reg.exe, by dialogs_test.sh.
@@ -458,7 +447,7 @@ void InDefectiveAppsDialog(LPARAM parent, const std::function<void(const User&, 
 }
 
 TEST_F(Dialogs, DefectiveApplicationsAreWrittenOnOkOnlyAndStopAtSixteen) {
-  InDefectiveAppsDialog(host_.param(), [](const User& user, HWND dialog) {
+  InDefectiveAppsDialog(parent_, [](const User& user, HWND dialog) {
     EXPECT_EQ(User::ListItems(dialog, kDefectiveList), (Items{"WMPLAYER.EXE"}));
     User::ClickOpening(dialog, kDefectiveAdd);
     user.ChooseFile(dialog, "Choose application", "C:\\windows\\notepad.exe");
@@ -487,7 +476,7 @@ TEST_F(Dialogs, DefectiveApplicationsAreWrittenOnOkOnlyAndStopAtSixteen) {
     key.WriteString(name, ("PLAYER" + std::to_string(i) + ".EXE").c_str());
   }
   key.Close();
-  InDefectiveAppsDialog(host_.param(), [](const User& user, HWND dialog) {
+  InDefectiveAppsDialog(parent_, [](const User& user, HWND dialog) {
     EXPECT_EQ(User::ListItems(dialog, kDefectiveList).size(), 16u);
     User::ClickOpening(dialog, kDefectiveAdd);
     user.ChooseFile(dialog, "Choose application", "C:\\windows\\regedit.exe");
