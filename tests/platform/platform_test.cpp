@@ -181,18 +181,22 @@ TEST(FaultGuard, TheHostKeepsItsOwnHandlers) {
   EXPECT_EQ(RunGuarded(WriteNull, nullptr), kFaultResult);
 }
 
+// Most jobs end while the caller still spins for them, every eighth long after.
 int32_t CountAfterAWhile(void* count) {
-  std::this_thread::sleep_for(std::chrono::microseconds(50));
-  ++*static_cast<std::atomic<int>*>(count);
+  auto& done = *static_cast<std::atomic<int>*>(count);
+  std::this_thread::sleep_for(std::chrono::microseconds(done % 8 == 7 ? 3000 : 50));
+  ++done;
   return 0;
 }
 
-// The wait for the second field ends only once its job is done, frame after frame.
+// The wait for the second field ends only once its job is done, frame after frame,
+// whether the worker still spins for its start or has gone to sleep.
 TEST(WorkerThread, EachWaitEndsWhenItsJobIsDone) {
   std::atomic<int> done{0};
   WorkerThread worker;
   ASSERT_TRUE(worker.Launch(CountAfterAWhile, &done));
   for (int frame = 1; frame <= 1000; ++frame) {
+    if (frame % 8 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(3));
     worker.Start();
     worker.WaitUntilDone();
     ASSERT_EQ(done.load(), frame);
