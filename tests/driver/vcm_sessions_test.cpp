@@ -27,7 +27,10 @@ std::pair<double, int> Difference(const std::vector<uint8_t>& a, const std::vect
   std::size_t counted = 0;
   for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
     if (bitCount == 32 && i % 4 == 3) continue;
-    sum += std::abs(a[i] - b[i]), worst = std::max(worst, std::abs(a[i] - b[i])), ++counted;
+    const int difference = std::abs(a[i] - b[i]);
+    sum += difference;
+    worst = std::max(worst, difference);
+    ++counted;
   }
   return {sum / counted, worst};
 }
